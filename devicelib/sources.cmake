@@ -1,0 +1,1 @@
+target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceNode.cpp)

@@ -1,0 +1,57 @@
+// The per-device transport: typed requests become one ioctl carrying one
+// self-describing argument block. The virtual order is the dispatch order the
+// narrow wrappers rely on: they call through the table, so a derived class
+// that overrides call() or the wide operations sees all traffic.
+#ifndef QUORVALE_IOCTL_MESSAGE_USER_H
+#define QUORVALE_IOCTL_MESSAGE_USER_H
+
+#include "IoctlArguments.h"
+
+class IoctlMessageUser {
+public:
+    explicit IoctlMessageUser(int fd);
+    virtual ~IoctlMessageUser();
+
+    IoctlMessageUser(const IoctlMessageUser&) = delete;
+    IoctlMessageUser& operator=(const IoctlMessageUser&) = delete;
+
+    virtual void* mapMemory(unsigned pageIndex, unsigned length, bool writable);
+    virtual int call(int req);
+    virtual int call(int req, IoctlArguments* args);
+    virtual int readScalar(int req, unsigned long long* out, unsigned count);
+    virtual int readScalar(int req, bool* out);
+    virtual int readScalar(int req, unsigned int* out);
+    virtual int readScalar(int req, unsigned char* out);
+    virtual int readStruct(int req, void* out, unsigned* inOutSize);
+    virtual int writeScalar(int req, const unsigned long long* in, unsigned count);
+    virtual int writeScalar(int req, bool v);
+    virtual int writeScalar(int req, unsigned int v);
+    virtual int writeScalar(int req, unsigned char v);
+    virtual int writeStruct(int req, const void* in, unsigned size);
+    virtual int writeScalarReadScalar(int req, unsigned int in, unsigned int* out);
+    virtual int writeScalarReadScalar(int req, unsigned int in, unsigned char* out);
+    virtual int writeScalarReadScalar(int req, const unsigned long long* in, unsigned inCount,
+                                      unsigned long long* out, unsigned outCount);
+    virtual int writeScalarReadStruct(int req, const unsigned long long* in, unsigned inCount,
+                                      void* out, unsigned* inOutSize);
+    virtual int writeStructReadStruct(int req, const void* in, unsigned inSize, void* out,
+                                      unsigned* inOutSize);
+    virtual int writeStructReadScalar(int req, const void* in, unsigned inSize,
+                                      unsigned long long* out, unsigned outCount);
+    virtual int writeScalarWriteStruct(int req, const unsigned long long* in, unsigned inCount,
+                                       const void* s, unsigned size);
+    virtual int sendMessage(_VantorixIOMessageRequest* request);
+    virtual int sendBufferMessage(_VantorixIOBufferMessageRequest* request);
+    virtual int interfaceType() const;
+
+    // "Quorvale" gives the plain transport, "VantorixIO" the translating one,
+    // anything else (compared case-sensitively) null. The caller owns it.
+    static IoctlMessageUser* createForDriver(int fd, const char* driverName);
+
+    int descriptor() const { return fd; }
+
+protected:
+    int fd;  // not owned: the device record closes it
+};
+
+#endif

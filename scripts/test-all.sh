@@ -1,0 +1,38 @@
+#!/usr/bin/env bash
+# The whole test suite, from a fresh clone: installs what is missing, makes the
+# i386 sysroot, then configures, builds and tests the i386 product build, the
+# native x86_64 build and the ASan+UBSan build.
+#
+#   scripts/test-all.sh [preset ...]     (default: i386 native asan)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+presets=("$@")
+[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan)
+
+scripts/install-deps.sh
+for preset in "${presets[@]}"; do
+  [ "$preset" = i386 ] && scripts/make-i386-sysroot.sh build/sysroot-i386
+done
+
+status=0
+summary=()
+for preset in "${presets[@]}"; do
+  echo "=== $preset: configure and build"
+  cmake --preset "$preset" > "build-$preset.configure.log" 2>&1 || {
+    cat "build-$preset.configure.log"; exit 1; }
+  rm -f "build-$preset.configure.log"
+  cmake --build --preset "$preset"
+  echo "=== $preset: test"
+  if ctest --preset "$preset" 2>&1 | tee "build/$preset/ctest.log"; then
+    summary+=("$preset: $(grep -E 'tests passed' "build/$preset/ctest.log" | tail -n1)")
+  else
+    status=1
+    summary+=("$preset: FAILED ($(grep -E 'tests passed' "build/$preset/ctest.log" | tail -n1))")
+  fi
+done
+
+echo
+echo "=== summary"
+printf '%s\n' "${summary[@]}"
+exit $status
