@@ -246,8 +246,11 @@ int IoctlMessageUser::interfaceType() const
     return 0;
 }
 
+// A node of an unknown prefix has no driver name at all: no transport either.
 IoctlMessageUser* IoctlMessageUser::createForDriver(int descriptor, const char* driverName)
 {
+    if (driverName == nullptr)
+        return nullptr;
     if (std::strcmp(driverName, "Quorvale") == 0)
         return new IoctlMessageUser(descriptor);
     if (std::strcmp(driverName, "VantorixIO") == 0)

@@ -789,6 +789,11 @@ TEST(IoctlTransportFactory, AnyOtherDriverNameGivesNull)
         EXPECT_EQ(IoctlMessageUser::createForDriver(3, name), nullptr) << '"' << name << '"';
 }
 
+TEST(IoctlTransportFactory, NodeWithoutDriverNameGetsNoTransport)
+{
+    EXPECT_EQ(IoctlMessageUser::createForDriver(3, nullptr), nullptr);
+}
+
 TEST(IoctlTransportFactory, DestroyingTheTransportLeavesTheDescriptorOpen)
 {
     int pipeFds[2];
