@@ -67,6 +67,7 @@ int IoctlMessageUser::call(int req)
 int IoctlMessageUser::call(int req, IoctlArguments* args)
 {
     const std::size_t length = blockLength(*args);
+    // The builtin takes its alignment in bits.
     auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
 
     IoctlBlockHeader header{args->scalarInputCount, args->structInputSize,
