@@ -258,6 +258,8 @@ private slots:
 int main(int argc, char** argv)
 {
     qputenv("QT_QPA_PLATFORM", "xcb");
+    // Widgets only: no GL integration (it would load the GL drivers).
+    qputenv("QT_XCB_GL_INTEGRATION", "none");
     QApplication app(argc, argv);
     DialogWindowsTest test;
     return QTest::qExec(&test, argc, argv);
