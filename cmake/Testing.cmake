@@ -23,7 +23,7 @@ if(CMAKE_CROSSCOMPILING)
   file(WRITE ${CMAKE_BINARY_DIR}/run-i386
 "#!/bin/sh
 # Runs an i386 program of this build with the private sysroot's libraries.
-export LD_LIBRARY_PATH=\"${VANTORIX_LIBDIR}:${VANTORIX_I386_SYSROOT}/lib/i386-linux-gnu\${LD_LIBRARY_PATH:+:\$LD_LIBRARY_PATH}\"
+export LD_LIBRARY_PATH=\"${VANTORIX_LIBDIR}:${VANTORIX_LIBDIR}/libunity:${VANTORIX_I386_SYSROOT}/lib/i386-linux-gnu\${LD_LIBRARY_PATH:+:\$LD_LIBRARY_PATH}\"
 export QT_PLUGIN_PATH=\"${VANTORIX_LIBDIR}/qt5/plugins\"
 exec \"\$@\"
 ")
@@ -39,7 +39,7 @@ function(vantorix_test_environment out)
     VANTORIX_TEST_ROOT=${VANTORIX_TEST_ROOT})
   if(VANTORIX_SANITIZE)
     list(APPEND env
-      "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=1:abort_on_error=0"
+      "ASAN_OPTIONS=verify_asan_link_order=0:detect_leaks=1:abort_on_error=0:fast_unwind_on_malloc=0"
       "LSAN_OPTIONS=suppressions=${VANTORIX_TEST_ROOT}/sanitizers/lsan.supp:print_suppressions=0"
       "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
   endif()

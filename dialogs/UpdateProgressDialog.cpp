@@ -55,6 +55,12 @@ void UpdateProgressDialog::updateComplete(bool success)
     done(success ? 1 : 0);
 }
 
+void UpdateProgressDialog::reject()
+{
+    if (m_updateFinished)
+        QDialog::reject();
+}
+
 void UpdateProgressDialog::closeEvent(QCloseEvent* event)
 {
     // Interrupting a flash could leave the card unusable.

@@ -20,6 +20,11 @@ public slots:
     void updateProgress(double percent);
     void updateComplete(bool success);
 
+public:
+    // Escape ends a dialog through reject(); refused while flashing, like a
+    // close. Not a slot of its own: the meta-object keeps its two slots.
+    void reject() override;
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 

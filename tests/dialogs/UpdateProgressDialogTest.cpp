@@ -201,11 +201,26 @@ private slots:
         QVERIFY(after.isAccepted());
     }
 
-    void escapeIsNotGuardedLikeAClose()
+    void escapeWhileFlashingIsRefused()
     {
-        // Only close events are refused: QDialog handles Escape by calling
-        // reject() itself, which no close event precedes.
+        // QDialog ends on Escape through reject() without a close event; while
+        // flashing that would report a failure for a card still being written.
         UpdateProgressDialog dialog{Device()};
+        bool stillOpen = false;
+        const int result = execWith(dialog, [&]() {
+            QTest::keyClick(&dialog, Qt::Key_Escape);
+            QCoreApplication::processEvents();
+            stillOpen = dialog.isVisible();
+            dialog.updateComplete(true);
+        });
+        QVERIFY(stillOpen);
+        QCOMPARE(result, 1);
+    }
+
+    void escapeAfterTheEndRejects()
+    {
+        UpdateProgressDialog dialog{Device()};
+        dialog.updateComplete(true);
         const int result = execWith(dialog, [&]() { QTest::keyClick(&dialog, Qt::Key_Escape); });
         QCOMPARE(result, 0);
         QVERIFY(!dialog.isVisible());
