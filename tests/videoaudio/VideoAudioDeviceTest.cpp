@@ -2,15 +2,12 @@
 // both driver generations: what reaches the driver, what comes back.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "CallTable.h"
-#include "IoctlMessageUser.h"
+#include "QuorvaleAccess.h"
+#include "QuorvaleDeviceNode.h"
 #include "QuorvaleInstanceRec.h"
 #include "QuorvaleVideoAudio.h"
 #include "RecordChecks.h"
@@ -29,8 +26,7 @@ constexpr int kCompletedInputFrame = 0x916;
 constexpr int kCompletedInputFrameNewer = 0x90014;
 constexpr int kSecondFieldMerged = 0x915;
 
-// One node of the simulated card, opened the way the library opens a device:
-// a descriptor from open() and the transport for the node's driver.
+// One node of the simulated card, opened by the library itself.
 class CardDriver : public Driver {
 public:
     CardDriver(SimulatedCard& c, Generation generation) : card(c), isNewer(generation == Generation::VantorixIO)
@@ -40,20 +36,16 @@ public:
         // the 160-byte record, not an argument block.
         config.rawRequests[kSecondFieldMerged] = sizeof(QuorvaleCompletedInputFrameRec);
         name = card.addNode(config);
-        fd = open(SimulatedCard::devicePath(name).c_str(), O_RDWR);
-        EXPECT_GE(fd, 0) << strerror(errno);
-        transport.reset(IoctlMessageUser::createForDriver(fd, isNewer ? "VantorixIO" : "Quorvale"));
-        record.fd = fd;
-        record.transport = transport.get();
+        QuorvaleDeviceNode node{};
+        std::strncpy(node.namePrefix, isNewer ? "io" : "dv", sizeof node.namePrefix - 1);
+        node.unitNumber = 0;
+        device = QuorvaleOpenDevice(&node);
+        EXPECT_NE(device, nullptr);
         card.clearRequests();
     }
-    ~CardDriver() override
-    {
-        if (fd >= 0)
-            close(fd);
-    }
+    ~CardDriver() override { CloseDriverConnectionCore(device); }
 
-    QuorvaleInstanceRec* rec() override { return &record; }
+    QuorvaleInstanceRec* rec() override { return device; }
     bool newer() const override { return isNewer; }
 
     void answer(const CallRow& row, bool fail) override
@@ -100,9 +92,7 @@ public:
     SimulatedCard& card;
     bool isNewer;
     std::string name;
-    int fd = -1;
-    std::unique_ptr<IoctlMessageUser> transport;
-    QuorvaleInstanceRec record{};
+    QuorvaleInstanceRec* device = nullptr;
 };
 
 class VideoAudioOnCard : public ::testing::TestWithParam<Generation> {
