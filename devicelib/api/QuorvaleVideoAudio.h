@@ -174,6 +174,7 @@ QUORVALE_EXPORT int SetVideoOutputPreviewEvent(QuorvaleInstanceRec* rec, uint32_
 QUORVALE_EXPORT int WaitForVideoOutputPreviewEvent(QuorvaleInstanceRec* rec);
 QUORVALE_EXPORT int HardwareVideoOutputOn(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b);
 QUORVALE_EXPORT int HardwareVideoOutputOff(QuorvaleInstanceRec* rec);
+/* The frame descriptors below are read, so they must not be null. */
 QUORVALE_EXPORT int HardwareScheduleFrame(QuorvaleInstanceRec* rec, const QuorvaleFrameDescriptor* frame, uint32_t* result);
 QUORVALE_EXPORT int HardwareDrawFrameNow(QuorvaleInstanceRec* rec, const QuorvaleFrameDescriptor* frame);
 QUORVALE_EXPORT int HardwareStartScheduledPlayback(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d);
@@ -212,10 +213,16 @@ QUORVALE_EXPORT int DoesSupportVideoInputMode(QuorvaleInstanceRec* rec, uint32_t
 QUORVALE_EXPORT int HardwareGetFlushedInputFrames(QuorvaleInstanceRec* rec, void* buffer, uint32_t* byteCount);
 QUORVALE_EXPORT int RecycleCompletedVideoInputFrames(QuorvaleInstanceRec* rec);
 QUORVALE_EXPORT int ResetVideoInput(QuorvaleInstanceRec* rec);
-/* Takes the next captured frame (every output may be null): merges a second
- * field captured apart into the picture, blanks the three ancillary ranges
- * and, when picture and ancillary formats agree, copies the named ancillary
- * lines over the first three rows. */
+/* Takes the next captured frame (every output may be null), then fixes the
+ * picture up in place:
+ * - a second field captured into a buffer of its own (laid out like the
+ *   picture) is copied onto every other row, from row 0, or from row 1 with
+ *   kQuorvaleSecondFieldOnSecondRow, height / 2 rows; the driver is then told
+ *   with request 0x915 on the descriptor, whose argument points at the
+ *   160-byte record it returned;
+ * - three ancillary line ranges are blanked in the ancillary pixel format;
+ * - when picture and ancillary formats agree, the ancillary lines named by
+ *   lineIndex (negative: none) are copied over picture rows 0 to 2. */
 QUORVALE_EXPORT int HardwareGetCompletedInputFrame(QuorvaleInstanceRec* rec, void** frameBuffer,
                                                    uint32_t* frameIndex, uint32_t* flags,
                                                    uint32_t* displayMode, uint32_t* pixelFormat,
