@@ -5,6 +5,12 @@
 #     A vantorix_gtest() linked with vantorix_simcard whose tests run under the
 #     umockdev preload of this build's ABI.
 #
+#   vantorix_simcard_launcher(<name> <out-var> [NAME=VALUE ...])
+#     Writes <name>-launcher.sh into the current binary dir and returns its
+#     path: "launcher PROGRAM ARGS..." runs PROGRAM with the test environment,
+#     the emulation and the given variables (through run-i386 in the i386
+#     build). Usable as a test COMMAND prefix or CROSSCOMPILING_EMULATOR.
+#
 #   VANTORIX_UMOCKDEV_PRELOAD      absolute path of the preload library of this
 #                                  build's ABI (i386 in the i386 build)
 #   VANTORIX_UMOCKDEV_ENVIRONMENT  the NAME=VALUE entries that put a process of
@@ -66,7 +72,7 @@ endif()
 # own ENVIRONMENT). A test property holding a list does not survive
 # GoogleTest's per-test discovery (each element becomes a separate argument
 # of set_tests_properties), so the tests carry only their LABELS (one label).
-function(_vantorix_simcard_launcher target out)
+function(vantorix_simcard_launcher target out)
   vantorix_test_environment(env)
   list(APPEND env ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${ARGN})
   set(script "#!/bin/sh\n# Runs a test of ${target} under the simulated cards' emulation.\n")
@@ -96,7 +102,7 @@ endfunction()
 
 function(vantorix_device_gtest target)
   cmake_parse_arguments(T "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT;PROPERTIES" ${ARGN})
-  _vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
+  vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
   # Picked up by the new target and by the test discovery.
   set(CMAKE_CROSSCOMPILING_EMULATOR ${launcher})
   _vantorix_test_target(${target} SOURCES ${T_SOURCES}
