@@ -5,6 +5,12 @@
 #     A vantorix_gtest() linked with vantorix_simcard whose tests run under the
 #     umockdev preload of this build's ABI.
 #
+#   vantorix_simcard_launcher(<name> <out-var> [NAME=VALUE ...])
+#     Writes <name>-launcher.sh into the current binary dir and returns its
+#     path: "launcher PROGRAM ARGS..." runs PROGRAM with the test environment,
+#     the emulation and the given variables (through run-i386 in the i386
+#     build). Usable as a test COMMAND prefix or CROSSCOMPILING_EMULATOR.
+#
 #   VANTORIX_UMOCKDEV_PRELOAD      absolute path of the preload library of this
 #                                  build's ABI (i386 in the i386 build)
 #   VANTORIX_UMOCKDEV_ENVIRONMENT  the NAME=VALUE entries that put a process of
@@ -63,9 +69,10 @@ endif()
 
 # Each device test target runs through a launcher script that exports the
 # whole test environment (the common one, the emulation's and the target's
-# own ENVIRONMENT): a test property holding a list of several variables does
-# not survive GoogleTest's per-test discovery, a launcher does.
-function(_vantorix_simcard_launcher target out)
+# own ENVIRONMENT). A test property holding a list does not survive
+# GoogleTest's per-test discovery (each element becomes a separate argument
+# of set_tests_properties), so the tests carry only their LABELS (one label).
+function(vantorix_simcard_launcher target out)
   vantorix_test_environment(env)
   list(APPEND env ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${ARGN})
   set(script "#!/bin/sh\n# Runs a test of ${target} under the simulated cards' emulation.\n")
@@ -95,12 +102,13 @@ endfunction()
 
 function(vantorix_device_gtest target)
   cmake_parse_arguments(T "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT;PROPERTIES" ${ARGN})
-  _vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
+  vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
   # Picked up by the new target and by the test discovery.
   set(CMAKE_CROSSCOMPILING_EMULATOR ${launcher})
-  vantorix_gtest(${target}
-    SOURCES ${T_SOURCES}
-    LIBRARIES vantorix_simcard ${T_LIBRARIES}
-    LABELS ${T_LABELS}
-    PROPERTIES ${T_PROPERTIES})
+  _vantorix_test_target(${target} SOURCES ${T_SOURCES}
+    LIBRARIES GTest::gmock_main vantorix_simcard ${T_LIBRARIES})
+  gtest_discover_tests(${target}
+    DISCOVERY_TIMEOUT 60
+    DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS "${T_LABELS}" ${T_PROPERTIES})
 endfunction()

@@ -17,9 +17,10 @@ class DeviceTest : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_TRUE(simcard::SimulatedCard::emulationActive()); }
 
-    // Call once the nodes exist: the emulation keeps a listening socket per node.
-    void takeBaseline() { baseline = simcard::openDescriptorCount(); }
-    std::size_t descriptorsNow() const { return simcard::settledDescriptorCount(baseline); }
+    // Call once the nodes exist: the emulation keeps a listening socket per
+    // node, and closes its side of earlier connections when its thread runs.
+    void takeBaseline() { baseline = simcard::steadyDescriptorCount(); }
+    std::size_t descriptorsNow() const { return simcard::settledDescriptorCount(baseline, 10000); }
 
     static QuorvaleDeviceNode node(const char* prefix, unsigned unit)
     {

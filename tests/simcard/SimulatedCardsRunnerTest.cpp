@@ -128,4 +128,26 @@ TEST(SimulatedCardConfig, ReportsTheLineOfAnError)
     EXPECT_EQ(error, "line 3: unknown setting colour");
 }
 
+TEST(SimulatedCardConfig, FormatsMessageAndRawRequestsOnOneLine)
+{
+    simcard::Request message;
+    message.node = "io0";
+    message.request = 0x90001;
+    message.structInputSize = 40;
+    message.structOutputSize = 40;
+    message.message = true;
+    message.messageCode = simcard::fourcc("gsub");
+    message.messageScalars = {1, 0x20, 0, 0};
+    EXPECT_EQ(simcard::formatRequest(message),
+              "node=io0 request=0x90001 counts=0,40,0,40 scalars= code=gsub "
+              "mscalars=0x1,0x20,0x0,0x0");
+    simcard::Request raw;
+    raw.node = "dv1";
+    raw.request = 0x5001;
+    raw.raw = true;
+    raw.rawValue = 0x1000;
+    raw.rawBytes = {0xAB, 0x01};
+    EXPECT_EQ(simcard::formatRequest(raw), "node=dv1 request=0x5001 raw=0x1000 bytes=ab01");
+}
+
 }  // namespace

@@ -203,6 +203,8 @@ std::size_t openDescriptorCount();
 // closes its side of a device connection asynchronously); returns the last
 // count seen.
 std::size_t settledDescriptorCount(std::size_t expected, int timeoutMs = 2000);
+// The count once it has stayed the same for a moment.
+std::size_t steadyDescriptorCount();
 
 }  // namespace simcard
 
