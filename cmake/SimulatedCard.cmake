@@ -22,29 +22,12 @@
 
 set(_preload_name libumockdev-preload.so.0)
 if(CMAKE_CROSSCOMPILING)
-  # The sysroot may lack the i386 preload (it ships in Debian's "umockdev"
-  # package); fetch that one package into the build tree then.
-  set(_fetched ${CMAKE_BINARY_DIR}/umockdev-i386)
-  set(_dirs ${VANTORIX_I386_SYSROOT}/usr/lib/i386-linux-gnu ${_fetched}/usr/lib/i386-linux-gnu)
-  find_file(VANTORIX_UMOCKDEV_PRELOAD ${_preload_name} PATHS ${_dirs}
+  find_file(VANTORIX_UMOCKDEV_PRELOAD ${_preload_name}
+            PATHS ${VANTORIX_I386_SYSROOT}/usr/lib/i386-linux-gnu
             NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
   if(NOT VANTORIX_UMOCKDEV_PRELOAD)
-    message(STATUS "Fetching the i386 umockdev preload into ${_fetched}")
-    file(MAKE_DIRECTORY ${_fetched}/debs)
-    set(_apt_config ${VANTORIX_I386_SYSROOT}/.apt/apt.conf)
-    execute_process(
-      COMMAND ${CMAKE_COMMAND} -E env APT_CONFIG=${_apt_config} apt-get -q download umockdev:i386
-      WORKING_DIRECTORY ${_fetched}/debs RESULT_VARIABLE _rc OUTPUT_QUIET ERROR_QUIET)
-    file(GLOB _debs ${_fetched}/debs/umockdev_*_i386.deb)
-    foreach(_deb ${_debs})
-      execute_process(COMMAND dpkg -x ${_deb} ${_fetched})
-    endforeach()
-    unset(VANTORIX_UMOCKDEV_PRELOAD CACHE)
-    find_file(VANTORIX_UMOCKDEV_PRELOAD ${_preload_name} PATHS ${_dirs}
-              NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-  endif()
-  if(NOT VANTORIX_UMOCKDEV_PRELOAD)
-    message(FATAL_ERROR "No i386 ${_preload_name}: install umockdev:i386 into the sysroot")
+    message(FATAL_ERROR "No i386 ${_preload_name} in ${VANTORIX_I386_SYSROOT}: "
+                        "run scripts/make-i386-sysroot.sh")
   endif()
   # Tests start through the x86_64 shell wrapper run-i386: a bare name lets
   # each process's loader pick the preload of its own class instead of
@@ -67,48 +50,18 @@ endif()
 # Under ASan the preload comes before the sanitizer runtime: ASAN_OPTIONS of
 # vantorix_test_environment() already carries verify_asan_link_order=0.
 
-# Each device test target runs through a launcher script that exports the
-# whole test environment (the common one, the emulation's and the target's
-# own ENVIRONMENT). A test property holding a list does not survive
-# GoogleTest's per-test discovery (each element becomes a separate argument
-# of set_tests_properties), so the tests carry only their LABELS (one label).
+# A launcher that also puts the program under the emulation.
 function(vantorix_simcard_launcher target out)
-  vantorix_test_environment(env)
-  list(APPEND env ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${ARGN})
-  set(script "#!/bin/sh\n# Runs a test of ${target} under the simulated cards' emulation.\n")
-  foreach(entry ${env})
-    string(FIND "${entry}" "=" eq)
-    string(SUBSTRING "${entry}" 0 ${eq} name)
-    math(EXPR start "${eq} + 1")
-    string(SUBSTRING "${entry}" ${start} -1 value)
-    string(REPLACE "'" "'\\''" value "${value}")
-    if(name STREQUAL "LD_LIBRARY_PATH")
-      string(APPEND script "export LD_LIBRARY_PATH=\"\${LD_LIBRARY_PATH:+\$LD_LIBRARY_PATH:}\"'${value}'\n")
-    else()
-      string(APPEND script "export ${name}='${value}'\n")
-    endif()
-  endforeach()
-  if(CMAKE_CROSSCOMPILING)
-    string(APPEND script "exec '${CMAKE_BINARY_DIR}/run-i386' \"\$@\"\n")
-  else()
-    string(APPEND script "exec \"\$@\"\n")
-  endif()
-  set(path ${CMAKE_CURRENT_BINARY_DIR}/${target}-launcher.sh)
-  file(WRITE ${path} "${script}")
-  file(CHMOD ${path} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
-       WORLD_READ WORLD_EXECUTE)
+  vantorix_test_launcher(${target} path ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${ARGN})
   set(${out} ${path} PARENT_SCOPE)
 endfunction()
 
 function(vantorix_device_gtest target)
   cmake_parse_arguments(T "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT;PROPERTIES" ${ARGN})
-  vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
-  # Picked up by the new target and by the test discovery.
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${launcher})
-  _vantorix_test_target(${target} SOURCES ${T_SOURCES}
-    LIBRARIES GTest::gmock_main vantorix_simcard ${T_LIBRARIES})
-  gtest_discover_tests(${target}
-    DISCOVERY_TIMEOUT 60
-    DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${T_LABELS}" ${T_PROPERTIES})
+  vantorix_gtest(${target}
+    SOURCES ${T_SOURCES}
+    LIBRARIES vantorix_simcard ${T_LIBRARIES}
+    LABELS ${T_LABELS}
+    ENVIRONMENT ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${T_ENVIRONMENT}
+    PROPERTIES ${T_PROPERTIES})
 endfunction()
