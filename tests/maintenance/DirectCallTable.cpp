@@ -44,18 +44,13 @@ void answeredEnable(const Outputs& o)
     EXPECT_EQ(o.flag, 1);
 }
 
-void untouched(const Outputs& o)
-{
-    EXPECT_TRUE(o.untouched());
-}
-
 using R = QuorvaleInstanceRec*;
 using O = Outputs&;
 
 DirectRow set(const char* name, unsigned long request, int (*call)(R, uint32_t), uint32_t value)
 {
     return {name, request, true, word(value), false,
-            [call, value](R r, O) { return call(r, value); }, nullptr, untouched};
+            [call, value](R r, O) { return call(r, value); }, nullptr, nullptr};
 }
 
 DirectRow get(const char* name, unsigned long request, int (*call)(R, uint32_t*))
@@ -94,13 +89,13 @@ std::vector<DirectRow> directRows()
         {"GetDeviceUSBConnectionProperties", 0x9E2, true, kSentinel16, false,
          [](R r, O o) { return GetDeviceUSBConnectionProperties(r, o.bytes); }, nullptr, answeredBuffer},
         {"ForceDeviceToUSB2", 0x9E1, false, {}, false, [](R r, O) { return ForceDeviceToUSB2(r); },
-         nullptr, untouched},
+         nullptr, nullptr},
         set("SetBypassState", 0xA01, SetBypassState, 0x01020304),
         get("GetBypassState", 0xA00, GetBypassState),
         {"ReadOEMPromSegment", 0x9D6, true, kSentinel16, false,
          [](R r, O o) { return ReadOEMPromSegment(r, o.bytes); }, nullptr, answeredBuffer},
         {"WriteOEMPromSegment", 0x9D5, true, kSegment, false,
-         [](R r, O) { return WriteOEMPromSegment(r, kSegment.data()); }, nullptr, untouched},
+         [](R r, O) { return WriteOEMPromSegment(r, kSegment.data()); }, nullptr, nullptr},
         set("SetAudioMeterBrightness", 0x9D3, SetAudioMeterBrightness, 0xC8),
         set("SetDVIOutputScaleToFitScreen", 0x9CB, SetDVIOutputScaleToFitScreen, 1),
         get("GetDVIOutputScaleToFitScreen", 0x9CA, GetDVIOutputScaleToFitScreen),
@@ -118,7 +113,7 @@ std::vector<DirectRow> directRows()
         get("ReadConfigurationRegister", 0x9A4, ReadConfigurationRegister),
         {"Write3DVideoOutputLookupTable", 0x98C, true, words({1, table}), false,
          [](R r, O) { return Write3DVideoOutputLookupTable(r, 1, lookupTable(), 16384); }, nullptr,
-         untouched},
+         nullptr},
         {"Read3DVideoOutputLookupTable", 0x98D, true, words({0, table}), false,
          [](R r, O o) {
              return Read3DVideoOutputLookupTable(r, &o.flag, const_cast<uint8_t*>(lookupTable()), 16384);
@@ -126,12 +121,12 @@ std::vector<DirectRow> directRows()
          nullptr, answeredEnable},
         {"Write1DVideoOutputLookupTable", 0x98A, true, words({0xFF, 0x1000, 0x2000, 0x3000}), false,
          [](R r, O) { return Write1DVideoOutputLookupTable(r, 0xFF, 0x1000, 0x2000, 0x3000); }, nullptr,
-         untouched},
+         nullptr},
         {"Read1DVideoOutputLookupTable", 0x98B, true, words({0, 0x1000, 0x2000, 0x3000}), false,
          [](R r, O o) { return Read1DVideoOutputLookupTable(r, &o.flag, 0x1000, 0x2000, 0x3000); },
          nullptr, answeredEnable},
         {"SetLowSpeedFanOperation", 0x997, true, words({0xFE}), false,
-         [](R r, O) { return SetLowSpeedFanOperation(r, 0xFE); }, nullptr, untouched},
+         [](R r, O) { return SetLowSpeedFanOperation(r, 0xFE); }, nullptr, nullptr},
         get("GetLowSpeedFanOperation", 0x998, GetLowSpeedFanOperation),
         set("AudioInputSelectStereoChannelPair", 0x93C, AudioInputSelectStereoChannelPair, 3),
         get("AudioOutputGetAvailableSampleSpace", 0x935, AudioOutputGetAvailableSampleSpace),

@@ -25,7 +25,8 @@ struct DirectRow {
     bool isGet;                     // a null output gives 1 without a call
     std::function<int(QuorvaleInstanceRec*, Outputs&)> invoke;
     std::function<int(QuorvaleInstanceRec*)> invokeWithNullOutput;  // Get rows only
-    // After the driver wrote `answer()` over the argument: the caller's view.
+    // Calls that read: the caller's view after the driver wrote `answer()`
+    // over the argument. Null for calls that only hand the driver data.
     std::function<void(const Outputs&)> expectAnswered;
 };
 
