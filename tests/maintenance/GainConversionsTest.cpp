@@ -77,11 +77,19 @@ TEST(GainConversion, RoundTripOverTheHardwareRangeGivesBackTheValueOrOneLess)
                 oneLessBelow256.push_back(v);
         }
     }
-    // Measured with the platform's libm, identical on i386 and x86_64.
-    EXPECT_EQ(exact, 37965u);
-    EXPECT_EQ(oneLess, 27570u);
-    EXPECT_EQ(oneLessBelow256,
-              std::vector<int32_t>({4, 7, 9, 11, 14, 40, 49, 56, 219, 222, 223, 241, 242, 243, 250}));
+    // Which values land a hair below depends on the libm's last bits: pinned
+    // as measured for the product's i386 build and for the x86_64 one.
+    if (sizeof(void*) == 4) {
+        EXPECT_EQ(exact, 38387u);
+        EXPECT_EQ(oneLess, 27148u);
+        EXPECT_EQ(oneLessBelow256,
+                  std::vector<int32_t>({4, 7, 9, 11, 14, 21, 44, 49, 222, 223, 225, 250}));
+    } else {
+        EXPECT_EQ(exact, 37965u);
+        EXPECT_EQ(oneLess, 27570u);
+        EXPECT_EQ(oneLessBelow256,
+                  std::vector<int32_t>({4, 7, 9, 11, 14, 40, 49, 56, 219, 222, 223, 241, 242, 243, 250}));
+    }
     for (int32_t v : {1, 2, 64, 128, 255, 256, 512, 2048, 32768})
         EXPECT_EQ(ConvertAudioGainToHardwareValue(ConvertHardwareValueToAudioGain(v)), v) << v;
 }
