@@ -86,7 +86,8 @@ QUORVALE_EXPORT int SerialGetRxTxSwapState(QuorvaleInstanceRec* rec, uint8_t* sw
 
 QUORVALE_EXPORT int Set3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t format);
 QUORVALE_EXPORT int Get3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t* format);
-/* *size: in the buffer's capacity, out the size the driver returned. */
+/* *size: in the buffer's capacity, out the size the driver returned; a NULL
+   size gives 1. */
 QUORVALE_EXPORT int GetAPINotification(QuorvaleInstanceRec* rec, void* buffer, uint32_t* size);
 QUORVALE_EXPORT int PostAPINotification(QuorvaleInstanceRec* rec, const void* notification,
                                         uint32_t size);
@@ -117,7 +118,8 @@ QUORVALE_EXPORT int GetStatusInfo(QuorvaleInstanceRec* rec, uint32_t a, uint32_t
 
 /* ---- Calls on the descriptor, untranslated on both driver generations -- */
 
-/* properties and segments are the driver's records, passed on untested. */
+/* properties and segments are the driver's records, passed on untested.
+   ForceDeviceToUSB2 hands the driver a null argument. */
 QUORVALE_EXPORT int GetDeviceUSBConnectionProperties(QuorvaleInstanceRec* rec, void* properties);
 QUORVALE_EXPORT int ForceDeviceToUSB2(QuorvaleInstanceRec* rec);
 QUORVALE_EXPORT int SetBypassState(QuorvaleInstanceRec* rec, uint32_t state);
