@@ -63,8 +63,9 @@ endif()
 
 # Each device test target runs through a launcher script that exports the
 # whole test environment (the common one, the emulation's and the target's
-# own ENVIRONMENT): a test property holding a list of several variables does
-# not survive GoogleTest's per-test discovery, a launcher does.
+# own ENVIRONMENT). A test property holding a list does not survive
+# GoogleTest's per-test discovery (each element becomes a separate argument
+# of set_tests_properties), so the tests carry only their LABELS (one label).
 function(_vantorix_simcard_launcher target out)
   vantorix_test_environment(env)
   list(APPEND env ${VANTORIX_UMOCKDEV_ENVIRONMENT} ${ARGN})
@@ -98,9 +99,10 @@ function(vantorix_device_gtest target)
   _vantorix_simcard_launcher(${target} launcher ${T_ENVIRONMENT})
   # Picked up by the new target and by the test discovery.
   set(CMAKE_CROSSCOMPILING_EMULATOR ${launcher})
-  vantorix_gtest(${target}
-    SOURCES ${T_SOURCES}
-    LIBRARIES vantorix_simcard ${T_LIBRARIES}
-    LABELS ${T_LABELS}
-    PROPERTIES ${T_PROPERTIES})
+  _vantorix_test_target(${target} SOURCES ${T_SOURCES}
+    LIBRARIES GTest::gmock_main vantorix_simcard ${T_LIBRARIES})
+  gtest_discover_tests(${target}
+    DISCOVERY_TIMEOUT 60
+    DISCOVERY_MODE PRE_TEST
+    PROPERTIES LABELS "${T_LABELS}" ${T_PROPERTIES})
 endfunction()

@@ -34,7 +34,8 @@ struct Block {
     {
         bytes.assign(16 + 8 * in.size() + structIn.size() + 8 * outCount + outSize, 0xEE);
         memcpy(bytes.data(), header, 16);
-        memcpy(bytes.data() + 16, in.data(), 8 * in.size());
+        if (!in.empty())
+            memcpy(bytes.data() + 16, in.data(), 8 * in.size());
         if (!structIn.empty())
             memcpy(bytes.data() + 16 + 8 * in.size(), structIn.data(), structIn.size());
     }

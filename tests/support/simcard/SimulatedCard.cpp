@@ -670,4 +670,17 @@ std::size_t settledDescriptorCount(std::size_t expected, int timeoutMs)
     return count;
 }
 
+std::size_t steadyDescriptorCount()
+{
+    std::size_t count = openDescriptorCount();
+    for (int i = 0; i < 50; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const std::size_t again = openDescriptorCount();
+        if (again == count)
+            break;
+        count = again;
+    }
+    return count;
+}
+
 }  // namespace simcard

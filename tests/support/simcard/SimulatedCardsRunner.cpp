@@ -81,6 +81,15 @@ void enterEmulationForChildren()
             value += std::string(":") + preload;
         setenv("LD_PRELOAD", value.c_str(), 1);
     }
+    // A sanitized child would refuse to start with the preload ahead of its
+    // runtime.
+    const char* asan = getenv("ASAN_OPTIONS");
+    if (asan == nullptr || strstr(asan, "verify_asan_link_order") == nullptr) {
+        const std::string value = asan != nullptr && *asan != '\0'
+                                      ? std::string(asan) + ":verify_asan_link_order=0"
+                                      : std::string("verify_asan_link_order=0");
+        setenv("ASAN_OPTIONS", value.c_str(), 1);
+    }
     const std::string dir = SIMCARD_PRELOAD_DIR;
     if (!dir.empty()) {
         const char* path = getenv("LD_LIBRARY_PATH");
