@@ -2,19 +2,16 @@
 // what reaches the driver, and what the caller gets back from it.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <tuple>
 
 #include "DirectCallTable.h"
-#include "IoctlMessageUser.h"
 #include "MaintenanceRecords.h"
-#include "QuorvaleInstanceRec.h"
+#include "Quorvale.h"
+#include "QuorvaleDeviceNode.h"
 #include "SimulatedCard.h"
 #include "TransportCallTable.h"
 
@@ -38,43 +35,36 @@ void PrintTo(const DirectRow& row, std::ostream* os)
 
 namespace {
 
-const char* generationName(Generation g)
+std::string generationName(Generation g)
 {
     return g == Generation::Quorvale ? "Quorvale" : "VantorixIO";
 }
 
-// One simulated node opened the way the library's open path does: the
-// descriptor and the transport made for its driver name.
+// One simulated node, opened through the library's own open path and closed
+// with it; the probing traffic of the open is cleared.
 class OpenNode {
 public:
-    OpenNode(SimulatedCard& card, NodeConfig config) : card_(card)
+    OpenNode(SimulatedCard& card, const NodeConfig& config) : card_(card)
     {
         name_ = card.addNode(config);
-        fd_ = open(SimulatedCard::devicePath(name_).c_str(), O_RDWR);
-        EXPECT_GE(fd_, 0) << name_ << ": " << std::strerror(errno);
-        transport_.reset(IoctlMessageUser::createForDriver(
-            fd_, generationName(config.generation)));
-        rec_.fd = fd_;
-        rec_.transport = transport_.get();
-        rec_.interfaceType = static_cast<uint32_t>(transport_->interfaceType());
-        rec_.driverName = generationName(config.generation);
+        QuorvaleDeviceNode node{};
+        std::strncpy(node.namePrefix, config.prefix.c_str(), sizeof node.namePrefix - 1);
+        node.unitNumber = static_cast<uint8_t>(config.unit);
+        rec_ = QuorvaleOpenDevice(&node);
+        EXPECT_NE(rec_, nullptr) << name_;
+        card.clearRequests();
     }
-    ~OpenNode()
-    {
-        transport_.reset();
-        if (fd_ >= 0)
-            close(fd_);
-    }
+    ~OpenNode() { CloseDriverConnectionCore(rec_); }
+    OpenNode(const OpenNode&) = delete;
+    OpenNode& operator=(const OpenNode&) = delete;
 
-    QuorvaleInstanceRec* rec() { return &rec_; }
+    QuorvaleInstanceRec* rec() { return rec_; }
     std::vector<Request> requests() const { return card_.requestsFor(name_); }
 
 private:
     SimulatedCard& card_;
     std::string name_;
-    int fd_ = -1;
-    std::unique_ptr<IoctlMessageUser> transport_;
-    QuorvaleInstanceRec rec_{};
+    QuorvaleInstanceRec* rec_ = nullptr;
 };
 
 NodeConfig nodeFor(Generation g)
@@ -162,7 +152,7 @@ TEST_P(TransportCallOnCard, AFailingDriverGivesMinusOneAndNoOutput)
 std::string transportCaseName(
     const ::testing::TestParamInfo<std::tuple<Generation, TransportRow>>& p)
 {
-    return std::string(generationName(std::get<0>(p.param))) + "_" + std::get<1>(p.param).name;
+    return generationName(std::get<0>(p.param)) + "_" + std::get<1>(p.param).name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Maintenance, TransportCallOnCard,
@@ -233,7 +223,7 @@ TEST_P(DirectCallOnCard, AFailingDriverGivesMinusOneAndNoOutput)
 
 std::string directCaseName(const ::testing::TestParamInfo<std::tuple<Generation, DirectRow>>& p)
 {
-    return std::string(generationName(std::get<0>(p.param))) + "_" + std::get<1>(p.param).name;
+    return generationName(std::get<0>(p.param)) + "_" + std::get<1>(p.param).name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Maintenance, DirectCallOnCard,
