@@ -14,16 +14,33 @@ namespace {
 constexpr double kUnity = 128.0;
 constexpr double kPerUnit = 0.0078125;  // 1 / 128
 
-// The raw four-channel analog scales, as the video and audio family carries
-// them: four scalars read from or written to one request.
-int readRawAnalogScale(QuorvaleInstanceRec* rec, int req, uint32_t (&values)[4])
+// The raw four-channel analog scales of the video and audio family, with
+// the same requests and shapes (four scalars read or written). The scale
+// calls below take them as parameters, so the family's exported raw calls
+// can stand in for these one for one.
+using RawScaleGet = int (*)(QuorvaleInstanceRec*, uint32_t*, uint32_t*, uint32_t*, uint32_t*);
+using RawScaleSet = int (*)(QuorvaleInstanceRec*, uint32_t, uint32_t, uint32_t, uint32_t);
+
+int getRawAnalogInputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, uint32_t* c,
+                           uint32_t* d)
 {
-    return readScalars(rec, req, &values[0], &values[1], &values[2], &values[3]);
+    return readScalars(rec, 0x953, a, b, c, d);
 }
 
-int writeRawAnalogScale(QuorvaleInstanceRec* rec, int req, const uint32_t (&values)[4])
+int getRawAnalogOutputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, uint32_t* c,
+                           uint32_t* d)
 {
-    return writeScalars(rec, req, values[0], values[1], values[2], values[3]);
+    return readScalars(rec, 0x954, a, b, c, d);
+}
+
+int setRawAnalogInputScale(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
+{
+    return writeScalars(rec, 0x94C, a, b, c, d);
+}
+
+int setRawAnalogOutputScale(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
+{
+    return writeScalars(rec, 0x94D, a, b, c, d);
 }
 
 void storeGain(uint32_t value, double* out)
@@ -46,11 +63,11 @@ int getDigitalScale(QuorvaleInstanceRec* rec, int req, double* decibels)
     return status;
 }
 
-int getAnalogScale(QuorvaleInstanceRec* rec, int req, double* first, double* second,
+int getAnalogScale(RawScaleGet raw, QuorvaleInstanceRec* rec, double* first, double* second,
                    double* third, double* fourth)
 {
     uint32_t values[4] = {};
-    const int status = readRawAnalogScale(rec, req, values);
+    const int status = raw(rec, &values[0], &values[1], &values[2], &values[3]);
     if (status == 0) {
         storeGain(values[0], first);
         storeGain(values[1], second);
@@ -60,12 +77,11 @@ int getAnalogScale(QuorvaleInstanceRec* rec, int req, double* first, double* sec
     return status;
 }
 
-int setAnalogScale(QuorvaleInstanceRec* rec, int req, double first, double second, double third,
-                   double fourth)
+int setAnalogScale(RawScaleSet raw, QuorvaleInstanceRec* rec, double first, double second,
+                   double third, double fourth)
 {
-    const uint32_t values[4] = {hardwareValue(first), hardwareValue(second), hardwareValue(third),
-                                hardwareValue(fourth)};
-    return writeRawAnalogScale(rec, req, values);
+    return raw(rec, hardwareValue(first), hardwareValue(second), hardwareValue(third),
+               hardwareValue(fourth));
 }
 
 }  // namespace
@@ -113,25 +129,25 @@ int SetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double decibels)
 int GetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double* first, double* second,
                               double* third, double* fourth)
 {
-    return getAnalogScale(rec, 0x954, first, second, third, fourth);
+    return getAnalogScale(getRawAnalogOutputScale, rec, first, second, third, fourth);
 }
 
 int SetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double first, double second, double third,
                               double fourth)
 {
-    return setAnalogScale(rec, 0x94D, first, second, third, fourth);
+    return setAnalogScale(setRawAnalogOutputScale, rec, first, second, third, fourth);
 }
 
 int GetAnalogAudioInputScale(QuorvaleInstanceRec* rec, double* first, double* second,
                              double* third, double* fourth)
 {
-    return getAnalogScale(rec, 0x953, first, second, third, fourth);
+    return getAnalogScale(getRawAnalogInputScale, rec, first, second, third, fourth);
 }
 
 int SetAnalogAudioInputScale(QuorvaleInstanceRec* rec, double first, double second, double third,
                              double fourth)
 {
-    return setAnalogScale(rec, 0x94C, first, second, third, fourth);
+    return setAnalogScale(setRawAnalogInputScale, rec, first, second, third, fourth);
 }
 
 }  // extern "C"
