@@ -28,7 +28,7 @@ int getRawAnalogInputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, u
 }
 
 int getRawAnalogOutputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, uint32_t* c,
-                           uint32_t* d)
+                            uint32_t* d)
 {
     return readScalars(rec, 0x954, a, b, c, d);
 }
