@@ -1,0 +1,102 @@
+// Driver-level requests: statistics, DMA, raw messages and attributes. Most
+// answer 1002 rather than 1 for a missing record or transport, as the newer
+// driver's own requests do.
+#include "QuorvaleMaintenance.h"
+
+#include <cstring>
+
+#include "MaintenanceRecords.h"
+#include "MaintenanceShapes.h"
+
+using namespace quorvale;
+
+namespace {
+
+// The public message records and the transport's wire records are the same
+// bytes; the exchange runs on a copy so neither type is read through the
+// other, and the caller's record receives whatever the transport left.
+template <typename Wire, typename Public, typename Send>
+int exchangeInPlace(QuorvaleInstanceRec* rec, Public* request, Send send)
+{
+    static_assert(sizeof(Wire) == sizeof(Public), "same record");
+    return withTransport(
+        rec,
+        [&](IoctlMessageUser& t) {
+            Wire wire;
+            std::memcpy(&wire, request, sizeof wire);
+            const int status = send(t, &wire);
+            std::memcpy(request, &wire, sizeof wire);
+            return status;
+        },
+        kQuorvaleNotTranslatable);
+}
+
+}  // namespace
+
+extern "C" {
+
+int GetDriverInterfaceType(QuorvaleInstanceRec* rec)
+{
+    // No interface type is 1, so the usual status stays unambiguous.
+    return rec == nullptr ? kQuorvaleBadArgument : static_cast<int>(rec->interfaceType);
+}
+
+int GetDriverStatistics(QuorvaleInstanceRec* rec, QuorvaleDriverStatisticsRec* statistics)
+{
+    return withTransport(
+        rec,
+        [&](IoctlMessageUser& t) {
+            unsigned size = sizeof *statistics;
+            return t.writeStructReadStruct(0x9000C, statistics, sizeof *statistics, statistics, &size);
+        },
+        kQuorvaleNotTranslatable);
+}
+
+int PerformDMATransfer(QuorvaleInstanceRec* rec, const QuorvaleDMATransferRec* transfer)
+{
+    return withTransport(
+        rec, [&](IoctlMessageUser& t) { return t.writeStruct(0x9000A, transfer, sizeof *transfer); },
+        kQuorvaleNotTranslatable);
+}
+
+int SendMessageRequest(QuorvaleInstanceRec* rec, QuorvaleMessageRequestRec* request)
+{
+    return exchangeInPlace<_VantorixIOMessageRequest>(
+        rec, request, [](IoctlMessageUser& t, _VantorixIOMessageRequest* r) { return t.sendMessage(r); });
+}
+
+int SendBufferMessageRequest(QuorvaleInstanceRec* rec, QuorvaleBufferMessageRequestRec* request)
+{
+    return exchangeInPlace<_VantorixIOBufferMessageRequest>(
+        rec, request,
+        [](IoctlMessageUser& t, _VantorixIOBufferMessageRequest* r) { return t.sendBufferMessage(r); });
+}
+
+int SetDriverAttribute(QuorvaleInstanceRec* rec, uint32_t attribute, uint32_t a, uint32_t b)
+{
+    return withTransport(
+        rec,
+        [&](IoctlMessageUser& t) {
+            const unsigned long long in[] = {toScalar(attribute),
+                                             uint64_t{b} << 32 | uint64_t{a}};
+            return t.writeScalar(0xA04, in, 2);
+        },
+        kQuorvaleNotTranslatable);
+}
+
+int GetDriverAttribute(QuorvaleInstanceRec* rec, uint32_t attribute, uint32_t* value)
+{
+    return exchangeScalars(rec, 0xA05, inputs(attribute), value);
+}
+
+int ReadZelqSwitchersRegister(QuorvaleInstanceRec*, uint32_t, uint32_t*)
+{
+    return kQuorvaleBadArgument;
+}
+
+int WriteZelqSwitchersRegister(QuorvaleInstanceRec*, uint32_t, uint32_t)
+{
+    return kQuorvaleBadArgument;
+}
+
+}  // extern "C"
