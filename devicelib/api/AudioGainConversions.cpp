@@ -1,6 +1,7 @@
 // Audio gain: decibels against the hardware's linear scale (unity 128), and
 // the scale calls that speak decibels over the raw hardware values.
 #include "QuorvaleMaintenance.h"
+#include "QuorvaleVideoAudio.h"
 
 #include <cmath>
 #include <cstdint>
@@ -14,34 +15,10 @@ namespace {
 constexpr double kUnity = 128.0;
 constexpr double kPerUnit = 0.0078125;  // 1 / 128
 
-// The raw four-channel analog scales of the video and audio family, with
-// the same requests and shapes (four scalars read or written). The scale
-// calls below take them as parameters, so the family's exported raw calls
-// can stand in for these one for one.
+// The scale calls below speak decibels over the video and audio family's raw
+// four-channel calls.
 using RawScaleGet = int (*)(QuorvaleInstanceRec*, uint32_t*, uint32_t*, uint32_t*, uint32_t*);
 using RawScaleSet = int (*)(QuorvaleInstanceRec*, uint32_t, uint32_t, uint32_t, uint32_t);
-
-int getRawAnalogInputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, uint32_t* c,
-                           uint32_t* d)
-{
-    return readScalars(rec, 0x953, a, b, c, d);
-}
-
-int getRawAnalogOutputScale(QuorvaleInstanceRec* rec, uint32_t* a, uint32_t* b, uint32_t* c,
-                            uint32_t* d)
-{
-    return readScalars(rec, 0x954, a, b, c, d);
-}
-
-int setRawAnalogInputScale(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
-{
-    return writeScalars(rec, 0x94C, a, b, c, d);
-}
-
-int setRawAnalogOutputScale(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
-{
-    return writeScalars(rec, 0x94D, a, b, c, d);
-}
 
 void storeGain(uint32_t value, double* out)
 {
@@ -129,25 +106,25 @@ int SetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double decibels)
 int GetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double* first, double* second,
                               double* third, double* fourth)
 {
-    return getAnalogScale(getRawAnalogOutputScale, rec, first, second, third, fourth);
+    return getAnalogScale(GetRawAnalogAudioOutputScale, rec, first, second, third, fourth);
 }
 
 int SetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double first, double second, double third,
                               double fourth)
 {
-    return setAnalogScale(setRawAnalogOutputScale, rec, first, second, third, fourth);
+    return setAnalogScale(SetRawAnalogAudioOutputScale, rec, first, second, third, fourth);
 }
 
 int GetAnalogAudioInputScale(QuorvaleInstanceRec* rec, double* first, double* second,
                              double* third, double* fourth)
 {
-    return getAnalogScale(getRawAnalogInputScale, rec, first, second, third, fourth);
+    return getAnalogScale(GetRawAnalogAudioInputScale, rec, first, second, third, fourth);
 }
 
 int SetAnalogAudioInputScale(QuorvaleInstanceRec* rec, double first, double second, double third,
                              double fourth)
 {
-    return setAnalogScale(setRawAnalogInputScale, rec, first, second, third, fourth);
+    return setAnalogScale(SetRawAnalogAudioInputScale, rec, first, second, third, fourth);
 }
 
 }  // extern "C"
