@@ -72,12 +72,22 @@ echo "downloading $(wc -l < "$apt_dir/closure.txt") i386 packages into $debs"
   | xargs -r apt-get -q download > "$apt_dir/download.log" 2>&1) || {
     echo "download failed (see $apt_dir/download.log)" >&2; exit 1; }
 
-for deb in "$debs"/*.deb; do dpkg -x "$deb" "$sysroot"; done
+# Unpack only what is new, so that a re-run leaves files that builds and tests
+# may be using in place.
+extracted=$sysroot/.extracted
+touch "$extracted"
+for deb in "$debs"/*.deb; do
+    name=$(basename "$deb")
+    grep -qxF "$name" "$extracted" && continue
+    dpkg -x "$deb" "$sysroot"
+    echo "$name" >> "$extracted"
+done
 
 # Qt's CMake files check for these host tools; the host's are the same version.
 mkdir -p "$sysroot/usr/lib/qt5/bin"
 for tool in moc rcc uic qmake; do
-    [ -x "/usr/lib/qt5/bin/$tool" ] && ln -sf "/usr/lib/qt5/bin/$tool" "$sysroot/usr/lib/qt5/bin/$tool"
+    [ -x "/usr/lib/qt5/bin/$tool" ] && [ ! -L "$sysroot/usr/lib/qt5/bin/$tool" ] \
+        && ln -sf "/usr/lib/qt5/bin/$tool" "$sysroot/usr/lib/qt5/bin/$tool"
 done
 # Absolute symlinks inside packages must resolve inside the sysroot.
 find "$sysroot/usr" -type l | while read -r link; do
