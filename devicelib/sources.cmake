@@ -1,1 +1,4 @@
 target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceNode.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceDiscoveryNotifier.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleArrivalNotifierDelegate.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleNotificationHandle.cpp)
