@@ -296,13 +296,14 @@ int countEntries(const char* directory)
     return count;
 }
 
-int countLines(const char* file)
+int countLines(const char* file, const std::string& containing = "")
 {
     std::ifstream stream(file);
     int count = 0;
     std::string line;
     while (std::getline(stream, line))
-        ++count;
+        if (line.find(containing) != std::string::npos)
+            ++count;
     return count;
 }
 }  // namespace
@@ -310,7 +311,8 @@ int countLines(const char* file)
 ProcessHoldings processHoldings()
 {
     // The directory stream of the count itself is one descriptor in both counts.
-    return {countEntries("/proc/self/task"), countEntries("/proc/self/fd"), countLines("/proc/self/maps")};
+    return {countEntries("/proc/self/task"), countEntries("/proc/self/fd"), countLines("/proc/self/maps"),
+            countLines("/proc/self/maps", expectedLayout().name + 1)};
 }
 
 }  // namespace discoverytest

@@ -100,7 +100,16 @@ private:
 
 struct ProcessHoldings {
     int threads, descriptors, mappings;
+    int segmentMappings;  // mappings of the shared object
 };
+
+// The sanitizers' allocators map memory as they go: there only the
+// mappings of the shared object itself can be counted exactly.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kAllMappingsCountable = false;
+#else
+constexpr bool kAllMappingsCountable = true;
+#endif
 ProcessHoldings processHoldings();
 
 // Removes the shared object before and after each test: its name is global.
