@@ -98,8 +98,8 @@ int main()
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
 
+    PrintingDelegate delegate;  // outlives the notifier, whose destruction stops its listener
     QuorvaleDeviceDiscoveryNotifier notifier;
-    PrintingDelegate delegate;
     QuorvaleNotificationHandle* handle = nullptr;
 
     std::string line;

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace discoverytest {
@@ -115,7 +116,13 @@ ProcessHoldings processHoldings();
 // Removes the shared object before and after each test: its name is global.
 class DiscoveryTest : public ::testing::Test {
 protected:
-    void SetUp() override { removeSegment(); }
+    void SetUp() override
+    {
+        removeSegment();
+        // Some runtimes (ThreadSanitizer's) start a thread of their own with
+        // the first thread: let that happen before anything is counted.
+        std::thread([] {}).join();
+    }
     void TearDown() override { removeSegment(); }
 };
 
