@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "DiscoveryDeviceAccess.h"
+#include "QuorvaleAccess.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <unistd.h>
 #include <atomic>
 
-#include "DiscoveryDeviceAccess.h"
+#include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
 #include "QuorvaleDeviceDiscoveryNotifier.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "DiscoveryDeviceAccess.h"
+#include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
 #include "QuorvaleArrivalNotifierDelegate.h"

@@ -1,5 +1,5 @@
 // Posting, with the listener in another process.
-#include "DiscoveryDeviceAccess.h"
+#include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
 #include "QuorvaleDeviceDiscoveryNotifier.h"

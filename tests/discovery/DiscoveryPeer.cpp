@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-#include "DiscoveryDeviceAccess.h"
+#include "QuorvaleAccess.h"
 #include "QuorvaleDeviceDiscoveryNotifier.h"
 #include "QuorvaleDiscovery.h"
 #include "QuorvaleInstanceRec.h"
