@@ -120,8 +120,9 @@ bool QuorvaleDeviceDiscoveryNotifier::create()
     lock();
     storeInitState(shared, kDiscoverySegmentInitialising);
     if (!recordPresentDevices()) {
-        // Left locked and initialising on purpose: joiners that already
-        // mapped the object take the lock over and see the failure.
+        // Left locked and initialising, as every process of the family
+        // leaves it: joiners that already mapped the object wait on the lock
+        // until this thread ends, then take it over and see the failure.
         disconnect();
         shm_unlink(kDiscoverySegmentName);
         return false;
