@@ -114,6 +114,24 @@ TEST_F(DiscoveryJoinTest, CreatorWhoseEnumerationFailsRemovesTheObject)
     EXPECT_TRUE(creator.finish());
 }
 
+TEST_F(DiscoveryJoinTest, CreatorWhoseEnumerationFailsLeavesItsMappingLockedAndInitialising)
+{
+    Peer creator({"QUORVALE_FAKE_NO_ITERATOR=1", "QUORVALE_FAKE_HOLD_ITERATOR=1"});
+    creator.send("connect");
+    ASSERT_EQ(creator.answer(), "creating iterator");
+    RawSegment raw;  // a process that mapped the object in time
+    ASSERT_TRUE(raw.ok());
+    creator.send("");
+    EXPECT_EQ(creator.answer(), "connect 0");
+    EXPECT_FALSE(segmentExists());
+    EXPECT_EQ(raw.u32(expectedLayout().initState), 2u);
+    EXPECT_EQ(raw.u32(expectedLayout().mutex), uint32_t(creator.pid()));  // still held
+    EXPECT_TRUE(creator.finish());
+    // Its mapping was gone when it ended, so the kernel could not mark the
+    // lock as abandoned: whoever mapped the object in time stays locked out.
+    EXPECT_EQ(raw.u32(expectedLayout().mutex), uint32_t(creator.pid()));
+}
+
 TEST_F(DiscoveryJoinTest, CreatorThatCannotSizeTheObjectRemovesIt)
 {
     QuorvaleDeviceDiscoveryNotifier creator;

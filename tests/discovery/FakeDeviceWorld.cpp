@@ -45,6 +45,7 @@ struct World {
     std::vector<std::string> unopenable = splitNames(environment("QUORVALE_FAKE_UNOPENABLE"));
     bool iteratorFails = strcmp(environment("QUORVALE_FAKE_NO_ITERATOR"), "1") == 0;
     bool holdEnumeration = strcmp(environment("QUORVALE_FAKE_HOLD_ENUMERATION"), "1") == 0;
+    bool holdIterator = strcmp(environment("QUORVALE_FAKE_HOLD_ITERATOR"), "1") == 0;
     std::set<FakeDevice*> open;
     int tried = 0;
 };
@@ -64,10 +65,10 @@ bool contains(const std::vector<std::string>& names, const std::string& name)
 }
 
 // Blocks the enumerating process until the test lets it go on.
-void holdEnumeration()
+void holdUntilToldToGoOn(const std::string& what)
 {
-    const char announcement[] = "enumerating\n";
-    if (write(STDOUT_FILENO, announcement, sizeof announcement - 1) < 0)
+    const std::string announcement = what + "\n";
+    if (write(STDOUT_FILENO, announcement.data(), announcement.size()) < 0)
         return;
     char c = 0;
     while (read(STDIN_FILENO, &c, 1) == 1 && c != '\n') {
@@ -170,6 +171,8 @@ void __wrap_CloseDriverConnectionCore(QuorvaleInstanceRec* device)
 
 QuorvaleIteratorRec* __wrap_CreateQuorvaleIterator()
 {
+    if (world().holdIterator)
+        holdUntilToldToGoOn("creating iterator");
     std::lock_guard<std::mutex> guard(world().mutex);
     if (world().iteratorFails)
         return nullptr;
@@ -188,7 +191,7 @@ bool __wrap_ConnectToDriverCore(QuorvaleInstanceRec** out, QuorvaleIteratorRec* 
         name = world().present[fake->next];
     }
     if (fake->next == 0 && world().holdEnumeration)
-        holdEnumeration();
+        holdUntilToldToGoOn("enumerating");
     ++fake->next;
     *out = openFake(fakeworld::parseNode(name));
     return *out != nullptr;

@@ -8,6 +8,8 @@
 //   QUORVALE_FAKE_NO_ITERATOR=1     CreateQuorvaleIterator fails
 //   QUORVALE_FAKE_HOLD_ENUMERATION=1  the first device of an enumeration
 //        announces "enumerating" on stdout and waits for a line on stdin
+//   QUORVALE_FAKE_HOLD_ITERATOR=1   likewise before the iterator is created,
+//        announcing "creating iterator"
 #ifndef FAKE_DEVICE_WORLD_H
 #define FAKE_DEVICE_WORLD_H
 
