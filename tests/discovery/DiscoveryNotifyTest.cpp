@@ -1,4 +1,6 @@
 // Posting, with the listener in another process.
+#include <unistd.h>
+
 #include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
@@ -29,6 +31,22 @@ protected:
         ASSERT_EQ(seen.back().node, sentinel);
         ASSERT_EQ(poster.lock(), 0);
         ASSERT_EQ(poster.unlock(), 0);
+    }
+
+    // The listener delivers with the channel's mutex held: holding it
+    // ourselves makes the count safe to read.
+    template <typename Recorder>
+    bool awaitRecorded(Recorder& recorder, size_t count)
+    {
+        for (int attempt = 0; attempt < 1000; ++attempt) {
+            poster.lock();
+            const size_t seen = recorder.nodes.size();
+            poster.unlock();
+            if (seen >= count)
+                return seen == count;
+            usleep(10000);
+        }
+        return false;
     }
 
     QuorvaleDeviceDiscoveryNotifier poster;
@@ -144,22 +162,18 @@ TEST_F(DiscoveryNotifyTest, PosterInAnotherProcessReachesThisProcessListener)
 
     ASSERT_TRUE(poster.connect());
     ASSERT_TRUE(poster.waitForNotifications(&recorder));
+    // Both posts below must find the listener waiting, not yet replaying.
+    const QuorvaleDeviceNode ready = fakeworld::parseNode("dv9");
+    ASSERT_TRUE(poster.notify(&ready, true));
+    ASSERT_TRUE(awaitRecorded(recorder, 1));
+
     Peer other;
     ASSERT_EQ(other.ask("connect"), "connect 1");
     ASSERT_EQ(other.ask("notify io2 1"), "notify 1");
     ASSERT_EQ(other.ask("notify io2 0"), "notify 1");
-    // The poster's notify returns after the broadcast; the delivery may still
-    // be under way: taking the mutex waits for it.
-    for (int attempt = 0; attempt < 500; ++attempt) {
-        ASSERT_EQ(poster.lock(), 0);
-        const size_t seen = recorder.nodes.size();
-        ASSERT_EQ(poster.unlock(), 0);
-        if (seen == 2)
-            break;
-        usleep(10000);
-    }
+    EXPECT_TRUE(awaitRecorded(recorder, 3));
     poster.cancelWaitForNotifications();
-    EXPECT_EQ(recorder.nodes, (std::vector<std::string>{"io2+", "io2-"}));
+    EXPECT_EQ(recorder.nodes, (std::vector<std::string>{"dv9+", "io2+", "io2-"}));
     EXPECT_TRUE(other.finish());
 }
 
