@@ -80,11 +80,13 @@ function(vantorix_test_launcher target out)
       string(APPEND script "export ${name}='${value}'\n")
     endif()
   endforeach()
-  if(CMAKE_CROSSCOMPILING)
-    string(APPEND script "exec '${CMAKE_BINARY_DIR}/run-i386' \"\$@\"\n")
-  else()
-    string(APPEND script "exec \"\$@\"\n")
-  endif()
+  # Then whatever runs programs in the caller's scope (run-i386 in the i386
+  # build, a folder's own wrapper, or nothing).
+  set(chain "")
+  foreach(part ${CMAKE_CROSSCOMPILING_EMULATOR})
+    string(APPEND chain "'${part}' ")
+  endforeach()
+  string(APPEND script "exec ${chain}\"\$@\"\n")
   set(path ${CMAKE_CURRENT_BINARY_DIR}/${target}-launcher.sh)
   file(WRITE ${path} "${script}")
   file(CHMOD ${path} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
