@@ -8,7 +8,7 @@ packages=(
   qtbase5-dev qtbase5-dev-tools libqt5test5
   googletest libbenchmark-dev
   umockdev libumockdev-dev libglib2.0-dev
-  xvfb xauth xdotool x11-utils imagemagick
+  xvfb xauth xdotool x11-utils imagemagick librsvg2-bin
   dbus dbus-x11 libunity9
   procps psmisc util-linux
   tesseract-ocr
