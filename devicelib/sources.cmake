@@ -1,1 +1,3 @@
 target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceNode.cpp)
+target_sources(quorvale_objects PRIVATE transport/IoctlMessageUser.cpp)
+target_sources(quorvale_objects PRIVATE transport/VantorixIOIoctlMessageUser.cpp)

@@ -15,6 +15,8 @@ struct IoctlArguments {
     uint64_t* scalarOutput;
     void* structOutput;
 };
+// Eight 32-bit words in the product's 32-bit process.
+static_assert(sizeof(void*) != 4 || sizeof(IoctlArguments) == 32, "eight 32-bit words");
 
 // Header of the driver argument block; scalars and structures follow it.
 struct IoctlBlockHeader {

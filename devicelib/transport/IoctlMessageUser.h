@@ -5,6 +5,8 @@
 #ifndef QUORVALE_IOCTL_MESSAGE_USER_H
 #define QUORVALE_IOCTL_MESSAGE_USER_H
 
+#include <cstddef>
+
 #include "IoctlArguments.h"
 
 class IoctlMessageUser {
@@ -49,6 +51,16 @@ public:
     static IoctlMessageUser* createForDriver(int fd, const char* driverName);
 
     int descriptor() const { return fd; }
+
+    // The driver block: header, input scalars, input structure, then room for
+    // the output scalars and structure, in one buffer starting on 16 bytes.
+    static constexpr std::size_t kBlockAlignment = 16;
+    static constexpr std::size_t blockLength(const IoctlArguments& args)
+    {
+        return sizeof(IoctlBlockHeader) + std::size_t{8} * args.scalarInputCount
+               + args.structInputSize + std::size_t{8} * args.scalarOutputCount
+               + args.structOutputSize;
+    }
 
 protected:
     int fd;  // not owned: the device record closes it

@@ -1,0 +1,256 @@
+#include "IoctlMessageUser.h"
+
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "QuorvaleTypes.h"
+#include "VantorixIOIoctlMessageUser.h"
+
+namespace {
+
+// The single-result wrappers: one 64-bit value, zero until the driver
+// answers, converted into the caller's type only on success.
+template <typename Out, typename Read, typename Convert>
+int oneScalar(Read&& read, Out* out, Convert convert)
+{
+    unsigned long long value = 0;
+    const int status = read(&value);
+    if (status == 0)
+        *out = convert(value);
+    return status;
+}
+
+bool nonZero(unsigned long long value)
+{
+    return value != 0;
+}
+
+unsigned int lowWord(unsigned long long value)
+{
+    return static_cast<unsigned int>(value);
+}
+
+// A truth value, not the low byte: drivers answer these with any non-zero word.
+unsigned char truthByte(unsigned long long value)
+{
+    return value != 0 ? 1 : 0;
+}
+
+}  // namespace
+
+IoctlMessageUser::IoctlMessageUser(int descriptor) : fd(descriptor) {}
+
+IoctlMessageUser::~IoctlMessageUser() = default;
+
+void* IoctlMessageUser::mapMemory(unsigned pageIndex, unsigned length, bool writable)
+{
+    const off_t offset = static_cast<off_t>(pageIndex) * getpagesize();
+    void* address = mmap(nullptr, length, writable ? PROT_READ | PROT_WRITE : PROT_READ,
+                         MAP_PRIVATE, fd, offset);
+    return address == MAP_FAILED ? nullptr : address;
+}
+
+int IoctlMessageUser::call(int req)
+{
+    IoctlArguments args{};
+    return call(req, &args);
+}
+
+// The block lives on this frame, sized exactly by the request and aligned to
+// 16 bytes: no heap per request and no fixed ceiling. Stack use is the block
+// length; the library's largest requests stay far below a page (a 1064-byte
+// buffer message in and out is 2144 bytes), and callers that pass their own
+// sizes (completed frames, flushed input frames) get exactly what they offered.
+int IoctlMessageUser::call(int req, IoctlArguments* args)
+{
+    const std::size_t length = blockLength(*args);
+    auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
+
+    IoctlBlockHeader header{args->scalarInputCount, args->structInputSize,
+                            args->scalarOutputCount, args->structOutputSize};
+    std::memcpy(block, &header, sizeof header);
+    unsigned char* cursor = block + sizeof header;
+    if (args->scalarInputCount != 0) {
+        const std::size_t bytes = std::size_t{8} * args->scalarInputCount;
+        std::memcpy(cursor, args->scalarInput, bytes);
+        cursor += bytes;
+    }
+    if (args->structInputSize != 0)
+        std::memcpy(cursor, args->structInput, args->structInputSize);
+
+    const int status = ioctl(fd, static_cast<unsigned long>(req), block);
+    if (status != 0)
+        return status;
+
+    // The driver's header decides where the outputs are and how much to copy:
+    // it never returns more than it was offered, so no clamping here.
+    std::memcpy(&header, block, sizeof header);
+    const unsigned char* out = block + sizeof header + std::size_t{8} * header.scalarInputCount
+                               + header.structInputSize;
+    args->scalarOutputCount = header.scalarOutputCount;
+    if (header.scalarOutputCount != 0) {
+        const std::size_t bytes = std::size_t{8} * header.scalarOutputCount;
+        std::memcpy(args->scalarOutput, out, bytes);
+        out += bytes;
+    }
+    args->structOutputSize = header.structOutputSize;
+    if (header.structOutputSize != 0)
+        std::memcpy(args->structOutput, out, header.structOutputSize);
+    return 0;
+}
+
+int IoctlMessageUser::readScalar(int req, unsigned long long* out, unsigned count)
+{
+    return writeScalarReadScalar(req, nullptr, 0, out, count);
+}
+
+int IoctlMessageUser::readScalar(int req, bool* out)
+{
+    return oneScalar([&](unsigned long long* v) { return readScalar(req, v, 1); }, out, nonZero);
+}
+
+int IoctlMessageUser::readScalar(int req, unsigned int* out)
+{
+    return oneScalar([&](unsigned long long* v) { return readScalar(req, v, 1); }, out, lowWord);
+}
+
+int IoctlMessageUser::readScalar(int req, unsigned char* out)
+{
+    return oneScalar([&](unsigned long long* v) { return readScalar(req, v, 1); }, out, truthByte);
+}
+
+int IoctlMessageUser::readStruct(int req, void* out, unsigned* inOutSize)
+{
+    return writeScalarReadStruct(req, nullptr, 0, out, inOutSize);
+}
+
+int IoctlMessageUser::writeScalar(int req, const unsigned long long* in, unsigned count)
+{
+    return writeScalarReadScalar(req, in, count, nullptr, 0);
+}
+
+int IoctlMessageUser::writeScalar(int req, bool v)
+{
+    const unsigned long long value = v ? 1 : 0;
+    return writeScalar(req, &value, 1);
+}
+
+int IoctlMessageUser::writeScalar(int req, unsigned int v)
+{
+    const unsigned long long value = v;
+    return writeScalar(req, &value, 1);
+}
+
+int IoctlMessageUser::writeScalar(int req, unsigned char v)
+{
+    const unsigned long long value = v;
+    return writeScalar(req, &value, 1);
+}
+
+int IoctlMessageUser::writeStruct(int req, const void* in, unsigned size)
+{
+    return writeStructReadScalar(req, in, size, nullptr, 0);
+}
+
+int IoctlMessageUser::writeScalarReadScalar(int req, unsigned int in, unsigned int* out)
+{
+    const unsigned long long input = in;
+    return oneScalar([&](unsigned long long* v) { return writeScalarReadScalar(req, &input, 1, v, 1); },
+                     out, lowWord);
+}
+
+int IoctlMessageUser::writeScalarReadScalar(int req, unsigned int in, unsigned char* out)
+{
+    const unsigned long long input = in;
+    return oneScalar([&](unsigned long long* v) { return writeScalarReadScalar(req, &input, 1, v, 1); },
+                     out, truthByte);
+}
+
+int IoctlMessageUser::writeScalarReadScalar(int req, const unsigned long long* in, unsigned inCount,
+                                            unsigned long long* out, unsigned outCount)
+{
+    IoctlArguments args{};
+    args.scalarInputCount = inCount;
+    args.scalarOutputCount = outCount;
+    args.scalarInput = reinterpret_cast<const uint64_t*>(in);
+    args.scalarOutput = reinterpret_cast<uint64_t*>(out);
+    return call(req, &args);
+}
+
+int IoctlMessageUser::writeScalarReadStruct(int req, const unsigned long long* in, unsigned inCount,
+                                            void* out, unsigned* inOutSize)
+{
+    IoctlArguments args{};
+    args.scalarInputCount = inCount;
+    args.structOutputSize = *inOutSize;
+    args.scalarInput = reinterpret_cast<const uint64_t*>(in);
+    args.structOutput = out;
+    const int status = call(req, &args);
+    if (status == 0)
+        *inOutSize = args.structOutputSize;
+    return status;
+}
+
+int IoctlMessageUser::writeStructReadStruct(int req, const void* in, unsigned inSize, void* out,
+                                            unsigned* inOutSize)
+{
+    IoctlArguments args{};
+    args.structInputSize = inSize;
+    args.structOutputSize = *inOutSize;
+    args.structInput = in;
+    args.structOutput = out;
+    const int status = call(req, &args);
+    if (status == 0)
+        *inOutSize = args.structOutputSize;
+    return status;
+}
+
+int IoctlMessageUser::writeStructReadScalar(int req, const void* in, unsigned inSize,
+                                            unsigned long long* out, unsigned outCount)
+{
+    IoctlArguments args{};
+    args.structInputSize = inSize;
+    args.scalarOutputCount = outCount;
+    args.structInput = in;
+    args.scalarOutput = reinterpret_cast<uint64_t*>(out);
+    return call(req, &args);
+}
+
+int IoctlMessageUser::writeScalarWriteStruct(int req, const unsigned long long* in, unsigned inCount,
+                                             const void* s, unsigned size)
+{
+    IoctlArguments args{};
+    args.scalarInputCount = inCount;
+    args.structInputSize = size;
+    args.scalarInput = reinterpret_cast<const uint64_t*>(in);
+    args.structInput = s;
+    return call(req, &args);
+}
+
+// The legacy driver has no message request.
+int IoctlMessageUser::sendMessage(_VantorixIOMessageRequest*)
+{
+    return kQuorvaleMessagesUnsupported;
+}
+
+int IoctlMessageUser::sendBufferMessage(_VantorixIOBufferMessageRequest*)
+{
+    return kQuorvaleMessagesUnsupported;
+}
+
+int IoctlMessageUser::interfaceType() const
+{
+    return 0;
+}
+
+IoctlMessageUser* IoctlMessageUser::createForDriver(int descriptor, const char* driverName)
+{
+    if (std::strcmp(driverName, "Quorvale") == 0)
+        return new IoctlMessageUser(descriptor);
+    if (std::strcmp(driverName, "VantorixIO") == 0)
+        return new VantorixIOIoctlMessageUser(descriptor);
+    return nullptr;
+}

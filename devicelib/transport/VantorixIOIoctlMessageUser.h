@@ -1,0 +1,60 @@
+// The transport for the newer driver: callers keep issuing legacy request
+// numbers, and each one is either renumbered or packed into the driver's
+// generic message request with a four-character code.
+#ifndef QUORVALE_VANTORIXIO_IOCTL_MESSAGE_USER_H
+#define QUORVALE_VANTORIXIO_IOCTL_MESSAGE_USER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+
+#include "IoctlMessageUser.h"
+
+// Four characters as the driver's message code, the first in the most
+// significant byte: "gsub" is 0x67737562.
+constexpr uint32_t messageCode(const char (&code)[5])
+{
+    return uint32_t{static_cast<unsigned char>(code[0])} << 24
+           | uint32_t{static_cast<unsigned char>(code[1])} << 16
+           | uint32_t{static_cast<unsigned char>(code[2])} << 8
+           | uint32_t{static_cast<unsigned char>(code[3])};
+}
+
+class VantorixIOIoctlMessageUser : public IoctlMessageUser {
+public:
+    // The newer driver's own request numbers start here; the generic message
+    // request is the second of them.
+    static constexpr int32_t kFirstNewRequest = 0x90000;
+    static constexpr int32_t kMessageRequest = 0x90001;
+    static constexpr uint32_t kNoMessage = messageCode("tred");
+    static constexpr unsigned kMessageScalars = 4;
+
+    // One legacy request as the newer driver knows it.
+    struct Translation {
+        int32_t legacy;
+        int32_t request;      // kMessageRequest for the message-routed ones
+        uint32_t messageCode; // 0 for the renumbered ones
+    };
+    static const Translation* translationTable(std::size_t* count);
+
+    explicit VantorixIOIoctlMessageUser(int fd);
+    ~VantorixIOIoctlMessageUser() override;
+
+    int call(int req, IoctlArguments* args) override;
+    using IoctlMessageUser::call;
+    int sendMessage(_VantorixIOMessageRequest* request) override;
+    int sendBufferMessage(_VantorixIOBufferMessageRequest* request) override;
+    int interfaceType() const override;
+
+    int translateIoctl(int legacy) const;                // -1 when unknown
+    unsigned translateIoctlToMessage(int legacy) const;  // "tred" when unknown
+
+    const std::map<int32_t, int32_t>& ioctlTranslations() const { return ioctlTranslation; }
+    const std::map<int32_t, uint32_t>& messageTranslations() const { return messageTranslation; }
+
+private:
+    std::map<int32_t, int32_t> ioctlTranslation;
+    std::map<int32_t, uint32_t> messageTranslation;
+};
+
+#endif

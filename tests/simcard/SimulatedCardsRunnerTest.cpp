@@ -1,0 +1,131 @@
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "SimulatedCardConfig.h"
+
+namespace {
+
+std::string scratch(const std::string& name)
+{
+    const char* dir = getenv("TMPDIR");
+    return std::string(dir ? dir : "/tmp") + "/simcard-" + std::to_string(getpid()) + "-" + name;
+}
+
+std::string readAll(const std::string& path)
+{
+    std::ifstream in(path);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+pid_t start(const std::vector<std::string>& args, const std::string& output)
+{
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (!output.empty() && freopen(output.c_str(), "w", stdout) == nullptr)
+            _exit(126);
+        std::vector<char*> argv;
+        for (const std::string& a : args)
+            argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+int finish(pid_t pid)
+{
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(SimulatedCardsRunner, RunsTheProgramOnTheCardsLogsAndReturnsItsStatus)
+{
+    const std::string config = scratch("cards.conf");
+    const std::string log = scratch("requests.log");
+    const std::string output = scratch("probe.out");
+    std::ofstream(config) << "# two cards\ncard dv0 version=189\ncard io0\n  version 188\n";
+    const pid_t pid = start({SIMCARD_RUNNER, "--config", config, "--log", log, "--",
+                             SIMCARD_PROBE, "/dev/vantorix/dv0", "7"},
+                            output);
+    EXPECT_EQ(finish(pid), 7);
+    EXPECT_EQ(readAll(output), "rc=0 version=189\n");
+    EXPECT_EQ(readAll(log), "node=dv0 request=0x10000 counts=0,0,1,0 scalars=\n");
+    unlink(config.c_str());
+    unlink(log.c_str());
+    unlink(output.c_str());
+}
+
+TEST(SimulatedCardsRunner, ForwardsSigtermAndReportsTheSignal)
+{
+    const std::string config = scratch("cards2.conf");
+    std::ofstream(config) << "card dv0\n";
+    const pid_t pid = start({SIMCARD_RUNNER, "--config", config, "--", "/bin/sleep", "30"}, "");
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const auto begin = std::chrono::steady_clock::now();
+    kill(pid, SIGTERM);
+    EXPECT_EQ(finish(pid), 128 + SIGTERM);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    unlink(config.c_str());
+}
+
+TEST(SimulatedCardsRunner, RejectsABadConfiguration)
+{
+    const std::string config = scratch("bad.conf");
+    std::ofstream(config) << "card dv0\n  subdevice 1 2\n";
+    EXPECT_EQ(finish(start({SIMCARD_RUNNER, "--config", config, "--", "/bin/true"}, "")), 2);
+    unlink(config.c_str());
+}
+
+TEST(SimulatedCardConfig, ParsesCardLinesAndSettingLines)
+{
+    std::istringstream in(
+        "card dv0 subdevice=1,2,7 firmware=3,14\n"
+        "card io2\n"
+        "  shared-page no   # pty node\n"
+        "  fail-message gfwv 5\n"
+        "  reply 0x90000 1 2\n"
+        "  raw 0x7001 12\n");
+    std::vector<simcard::NodeConfig> nodes;
+    std::string error;
+    ASSERT_TRUE(simcard::parseConfig(in, nodes, error)) << error;
+    ASSERT_EQ(nodes.size(), 2u);
+    EXPECT_EQ(nodes[0].name(), "dv0");
+    EXPECT_EQ(nodes[0].subDeviceIndex, 1u);
+    EXPECT_EQ(nodes[0].subDeviceCount, 2u);
+    EXPECT_EQ(nodes[0].parentDeviceId, 7u);
+    EXPECT_EQ(nodes[0].firmwareSecond, 14u);
+    EXPECT_EQ(nodes[0].generation, simcard::Generation::Quorvale);
+    EXPECT_EQ(nodes[1].name(), "io2");
+    EXPECT_EQ(nodes[1].generation, simcard::Generation::VantorixIO);
+    EXPECT_FALSE(nodes[1].sharedPage);
+    EXPECT_EQ(nodes[1].messageReplies.at(simcard::fourcc("gfwv")).error, 5);
+    EXPECT_EQ(nodes[1].replies.at(0x90000).scalars, (std::vector<uint64_t>{1, 2}));
+    EXPECT_EQ(nodes[1].rawRequests.at(0x7001), 12u);
+}
+
+TEST(SimulatedCardConfig, ReportsTheLineOfAnError)
+{
+    std::istringstream in("card dv0\n\n  colour blue\n");
+    std::vector<simcard::NodeConfig> nodes;
+    std::string error;
+    EXPECT_FALSE(simcard::parseConfig(in, nodes, error));
+    EXPECT_EQ(error, "line 3: unknown setting colour");
+}
+
+}  // namespace
