@@ -45,12 +45,9 @@ int UpdateManager::update(const Device& device)
 {
     CheckUpdateDialog* prompt = new CheckUpdateDialog(device);
     const int answer = prompt->exec();
+    if (answer == kPromptIgnoreVersion)
+        versionTool.disableVersionCheck(device);  // the updater remembers it
     delete prompt;
-
-    if (answer == kPromptIgnoreVersion) {
-        versionTool.disableVersionCheck(device);
-        return 0;
-    }
     if (answer != kPromptUpdateNow)
         return 0;
 

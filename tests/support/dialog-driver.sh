@@ -13,6 +13,8 @@ VX_PROGRESS_TITLE="Updating Software..."
 # Windows already answered, kept in a file because callers often run the
 # functions in a subshell.
 VX_HANDLED_FILE=$(mktemp)
+# What each dialog showed, as read from its pixels: one file per window.
+VX_TEXT_DIR=$(mktemp -d)
 
 vx_step() {
     [ -n "${VX_STEPS:-}" ] && printf '%s\n' "$*" >> "$VX_STEPS"
@@ -130,6 +132,7 @@ vx_read_text() {
 vx_classify() {
     local text
     text=$(vx_read_text "$1")
+    printf '%s\n' "$text" > "$VX_TEXT_DIR/$1"
     case "$text" in
         *"Update Required"*|*"Update Now"*) echo prompt ;;
         *"up to date"*) echo uptodate ;;
@@ -137,6 +140,23 @@ vx_classify() {
         *"could not be upgraded"*|*"error has occurred"*) echo error ;;
         *) echo "unknown: $text" ;;
     esac
+}
+
+# The text a classified dialog showed.
+vx_dialog_text() { cat "$VX_TEXT_DIR/$1" 2> /dev/null; }
+
+# The card a prompt names ("Your <name> needs a software update").
+vx_prompt_card() { vx_dialog_text "$1" | sed -n 's/.*Your \(.*\) needs a software.*/\1/p'; }
+
+# Succeeds when the card icon is drawn at the dialog's left: the area there
+# is not a flat background.
+vx_icon_shown() {
+    local tmp deviation
+    tmp=$(mktemp --suffix=.png)
+    import -window "$1" "$tmp" 2> /dev/null
+    deviation=$(convert "$tmp" -crop 100x100+0+0 -colorspace Gray -format '%[fx:standard_deviation]' info:)
+    rm -f "$tmp"
+    awk -v d="$deviation" 'BEGIN { exit !(d > 0.05) }'
 }
 
 # Waits for the next dialog titled "Vantorix Software Update", checks its size,
@@ -196,7 +216,6 @@ vx_follow_progress() {
     wid=$(vx_wait_window "$VX_PROGRESS_TITLE" 30) || return 1
     [ "$(vx_size "$wid")" = 602x70 ] || { vx_fail "progress dialog is $(vx_size "$wid"), not 602x70"; return 1; }
     vx_fixed_size "$wid" 602 70 || { vx_fail "progress dialog can be resized"; return 1; }
-    sleep 0.5
     vx_shot "$wid" progress > /dev/null
     vx_wait_closed "$wid" "$seconds" || return 1
     echo "$wid"
