@@ -1,3 +1,7 @@
 target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceNode.cpp)
 target_sources(quorvale_objects PRIVATE transport/IoctlMessageUser.cpp)
 target_sources(quorvale_objects PRIVATE transport/VantorixIOIoctlMessageUser.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleInstance.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleIterator.cpp)
+target_sources(quorvale_objects PRIVATE api/InformationCalls.cpp)
+target_sources(quorvale_objects PRIVATE api/VantorixDeviceTable.cpp)

@@ -83,6 +83,7 @@ struct Reply {
 struct NodeConfig {
     std::string prefix = "dv";
     unsigned unit = 0;
+    std::string fileName;  // overrides prefix + unit, e.g. "ctl"
     NodeKind kind = NodeKind::Card;
     unsigned major = 10;
     std::optional<unsigned> minor;  // default: a fresh minor per node
@@ -126,7 +127,7 @@ struct NodeConfig {
     // argument block); size 0: the argument is a plain value.
     std::map<unsigned long, std::size_t> rawRequests;
 
-    std::string name() const { return prefix + std::to_string(unit); }
+    std::string name() const { return fileName.empty() ? prefix + std::to_string(unit) : fileName; }
     NodeConfig& failRequest(unsigned long request, int errnoValue);
     NodeConfig& failMessage(uint32_t code, int errnoValue);
 
