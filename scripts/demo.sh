@@ -75,6 +75,7 @@ else
     export QT_QPA_PLATFORM=xcb
     vx_start_xvfb
     trap 'vx_stop_xvfb' EXIT
+    vx_step "simulated cards: dv0 \"Quorvale Duo\" (up to date), dv1 \"Quorvale Quad 4K\" (needs new firmware)"
     vx_start_program
     if ! vx_flow_update_card; then
         kill "$VX_PID" 2> /dev/null || true

@@ -313,7 +313,12 @@ scenario_daemon_idle() {
     s1=$(switches "$pid"); c1=$(cputicks "$pid")
     rss=$(awk '/VmRSS/ {print $2 " " $3}' /proc/"$pid"/status)
     threads=$(ls /proc/"$pid"/task | wc -l)
-    local line="idle daemon over 30 s: context switches $((s1 - s0)) (all $threads threads), CPU ticks $((c1 - c0)), VmRSS $rss"
+    local bits
+    # e_ident[EI_CLASS] of the running image: 1 is a 32-bit process, 2 a 64-bit one.
+    bits=$(od -An -tu1 -j4 -N1 "/proc/$pid/exe" | tr -d ' ')
+    bits=$([ "$bits" = 1 ] && echo 32-bit || echo 64-bit)
+    [ -n "${VX_RUN:-}" ] && check "the i386 build runs as a 32-bit process" test "$bits" = 32-bit
+    local line="idle daemon ($bits process) over 30 s: context switches $((s1 - s0)) (all $threads threads), CPU ticks $((c1 - c0)), VmRSS $rss"
     echo "$line"
     vx_step "$line"
     echo "$line" > "$work/idle-measurement.txt"

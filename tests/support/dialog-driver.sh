@@ -217,6 +217,9 @@ vx_follow_progress() {
     [ "$(vx_size "$wid")" = 602x70 ] || { vx_fail "progress dialog is $(vx_size "$wid"), not 602x70"; return 1; }
     vx_fixed_size "$wid" 602 70 || { vx_fail "progress dialog can be resized"; return 1; }
     vx_shot "$wid" progress > /dev/null
+    # A second look a little later shows the bar moving on longer updates.
+    sleep 2.5
+    xwininfo -id "$wid" 2> /dev/null | grep -q 'Map State: IsViewable' && vx_shot "$wid" progress-later > /dev/null
     vx_wait_closed "$wid" "$seconds" || return 1
     echo "$wid"
 }
