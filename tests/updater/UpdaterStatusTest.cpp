@@ -266,13 +266,15 @@ private slots:
 
     void oneCardUpdaterMissing()
     {
-        CheckVersionPCITool missing(harness().updater().folder() + QStringLiteral("/VantorixFirmwareUpdater"));
+        const QString missingPath = harness().updater().folder() + QStringLiteral("/VantorixFirmwareUpdater");
+        CheckVersionPCITool missing(missingPath);
         Device device = prefilledDevice();
         QElapsedTimer timer;
         timer.start();
         missing.checkDevice(kCard, device);
         QVERIFY2(timer.elapsed() < 5000, "a missing updater must not be waited for");
         VERIFY_PREFILLED(device);
+        QCOMPARE(holdersOf(missingPath), 2);  // the process is gone again
     }
 
     void oneCardUpdaterNotExecutable()

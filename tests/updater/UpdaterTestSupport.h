@@ -13,6 +13,12 @@
 
 inline const char kCard[] = "/dev/vantorix/dv0";
 
+// How many strings share this text.
+inline int holdersOf(const QString& text)
+{
+    return const_cast<QString&>(text).data_ptr()->ref.atomic.loadRelaxed();
+}
+
 class UpdaterClientHarness {
 public:
     UpdaterClientHarness() : m_path(SimulatedUpdaterFixture::program()) {}
@@ -52,7 +58,7 @@ public:
     }
 
 private:
-    int holders() const { return const_cast<QString&>(m_path).data_ptr()->ref.atomic.loadRelaxed(); }
+    int holders() const { return holdersOf(m_path); }
 
     SimulatedUpdaterFixture m_updater;
     QString m_path;

@@ -64,6 +64,7 @@
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -236,6 +237,9 @@ std::vector<Step> readSteps(const std::string& command, const std::string& targe
 
 void waitUntilDrained()
 {
+    struct stat status;
+    if (::fstat(STDOUT_FILENO, &status) != 0 || !S_ISFIFO(status.st_mode))
+        return;
     const pid_t parent = ::getppid();
     for (;;) {
         int unread = 0;
