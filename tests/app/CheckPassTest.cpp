@@ -235,10 +235,13 @@ private slots:
     {
         updater->setScenario(QStringList{status(0, true)} + update(0, 1));
         cards({0});
+        const FakeCard abandoned = g_cards.front();
         user->answers << Answer::UpdateNow;
         QCOMPARE(CheckPass::runNormalMode(*manager, false), 0);
         QCOMPARE(g_calls, (QStringList{"create iterator", "connect dv0", "prompt Card 0\n", "progress",
                                        "message error", "release iterator"}));
+        QVERIFY(isOpen(abandoned.fd));
+        __real_CloseDriverConnectionCore(abandoned.record);
     }
 
     void daemonInstallFailureEndsWithOne()
