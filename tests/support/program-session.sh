@@ -66,7 +66,10 @@ vx_start_program() {
         ${VX_RUN:-} "$VX_PROGRAM" "$@" > "$VX_WORK/program-output.log" 2>&1 &
     fi
     VX_PID=$!
-    vx_step "started $(basename "$VX_PROGRAM") $*$([ -s "$VX_CARDS" ] && echo " on $(grep -c '^card' "$VX_CARDS") simulated card(s)")"
+    local what
+    what="started $(basename "$VX_PROGRAM")${*:+ $*}"
+    [ -s "$VX_CARDS" ] && what+=" on $(grep -c '^card' "$VX_CARDS") simulated card(s)"
+    vx_step "$what"
 }
 
 # The program's own process id (the runner's child when under simulated_cards).
