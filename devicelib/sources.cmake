@@ -1,4 +1,7 @@
 target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceNode.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleDeviceDiscoveryNotifier.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleArrivalNotifierDelegate.cpp)
+target_sources(quorvale_objects PRIVATE access/QuorvaleNotificationHandle.cpp)
 target_sources(quorvale_objects PRIVATE transport/IoctlMessageUser.cpp)
 target_sources(quorvale_objects PRIVATE transport/VantorixIOIoctlMessageUser.cpp)
 target_sources(quorvale_objects PRIVATE access/QuorvaleInstance.cpp)

@@ -1,0 +1,318 @@
+#include "DiscoveryTestSupport.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+extern char** environ;
+
+namespace discoverytest {
+
+const SegmentLayout& expectedLayout()
+{
+#if defined(__i386__)
+    static const SegmentLayout layout{0, 4, 28, 76, 100, 440, 444, "/com_vantorixlabs_QuorvaleDiscoveryNotifier"};
+#else
+    static const SegmentLayout layout{0, 8, 48, 96, 120, 460, 464,
+                                      "/com_vantorixlabs_QuorvaleDiscoveryNotifier_x86_64"};
+#endif
+    return layout;
+}
+
+void removeSegment()
+{
+    shm_unlink(expectedLayout().name);
+}
+
+bool segmentExists()
+{
+    const int fd = shm_open(expectedLayout().name, O_RDONLY, 0);
+    if (fd == -1)
+        return false;
+    close(fd);
+    return true;
+}
+
+RawSegment::RawSegment()
+{
+    m_fd = shm_open(expectedLayout().name, O_RDWR, 0);
+    if (m_fd == -1)
+        return;
+    void* mapping = mmap(nullptr, expectedLayout().size, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0);
+    if (mapping != MAP_FAILED)
+        m_bytes = static_cast<uint8_t*>(mapping);
+}
+
+RawSegment::~RawSegment()
+{
+    if (m_bytes != nullptr)
+        munmap(m_bytes, expectedLayout().size);
+    if (m_fd != -1)
+        close(m_fd);
+}
+
+uint8_t RawSegment::byte(size_t offset) const
+{
+    return __atomic_load_n(m_bytes + offset, __ATOMIC_SEQ_CST);
+}
+
+void RawSegment::setByte(size_t offset, uint8_t value)
+{
+    __atomic_store_n(m_bytes + offset, value, __ATOMIC_SEQ_CST);
+}
+
+uint32_t RawSegment::u32(size_t offset) const
+{
+    uint32_t value = 0;
+    for (size_t i = 0; i < 4; ++i)
+        value |= uint32_t(byte(offset + i)) << (8 * i);
+    return value;
+}
+
+uint64_t RawSegment::u64(size_t offset) const
+{
+    return uint64_t(u32(offset)) | (uint64_t(u32(offset + 4)) << 32);
+}
+
+std::vector<uint8_t> RawSegment::bytes(size_t offset, size_t count) const
+{
+    std::vector<uint8_t> result;
+    for (size_t i = 0; i < count; ++i)
+        result.push_back(byte(offset + i));
+    return result;
+}
+
+std::string RawSegment::eventPrefix(int slot) const
+{
+    const size_t start = expectedLayout().events + kEventSize * size_t(slot) + 1;
+    std::string prefix;
+    for (size_t i = 0; i < 15 && byte(start + i) != 0; ++i)
+        prefix += char(byte(start + i));
+    return prefix;
+}
+
+uint8_t RawSegment::eventUnit(int slot) const
+{
+    return byte(expectedLayout().events + kEventSize * size_t(slot) + 16);
+}
+
+uint8_t RawSegment::eventFlags(int slot) const
+{
+    return byte(expectedLayout().events + kEventSize * size_t(slot));
+}
+
+off_t RawSegment::fileSize() const
+{
+    struct stat status;
+    return fstat(m_fd, &status) == 0 ? status.st_size : -1;
+}
+
+unsigned RawSegment::fileMode() const
+{
+    struct stat status;
+    return fstat(m_fd, &status) == 0 ? unsigned(status.st_mode & 07777) : 0;
+}
+
+Peer::Peer(const std::vector<std::string>& environment)
+{
+    int toPeer[2], fromPeer[2];
+    if (pipe2(toPeer, O_CLOEXEC) != 0 || pipe2(fromPeer, O_CLOEXEC) != 0)
+        return;
+
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable)
+        variables.push_back(*variable);
+    for (const std::string& extra : environment)
+        variables.push_back(extra);
+    std::vector<char*> envp;
+    for (std::string& variable : variables)
+        envp.push_back(&variable[0]);
+    envp.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, toPeer[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, fromPeer[1], STDOUT_FILENO);
+    char program[] = DISCOVERY_PEER_PATH;
+    char* argv[] = {program, nullptr};
+    if (posix_spawn(&m_pid, program, &actions, nullptr, argv, envp.data()) != 0)
+        m_pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    close(toPeer[0]);
+    close(fromPeer[1]);
+    m_toPeer = toPeer[1];
+    m_fromPeer = fromPeer[0];
+}
+
+Peer::~Peer()
+{
+    if (m_pid > 0 && !m_ended) {
+        kill(m_pid, SIGKILL);
+        wait();
+    }
+    if (m_toPeer != -1)
+        close(m_toPeer);
+    if (m_fromPeer != -1)
+        close(m_fromPeer);
+}
+
+void Peer::send(const std::string& line)
+{
+    const std::string text = line + "\n";
+    if (write(m_toPeer, text.data(), text.size()) != ssize_t(text.size()))
+        ADD_FAILURE() << "helper process no longer reads its commands";
+}
+
+bool Peer::pump(int timeoutMs)
+{
+    pollfd readable{m_fromPeer, POLLIN, 0};
+    if (poll(&readable, 1, timeoutMs) <= 0)
+        return false;
+    char buffer[4096];
+    const ssize_t n = read(m_fromPeer, buffer, sizeof buffer);
+    if (n <= 0) {
+        m_closed = true;  // the process has gone
+        return false;
+    }
+    m_partial.append(buffer, size_t(n));
+    size_t end;
+    while ((end = m_partial.find('\n')) != std::string::npos) {
+        const std::string line = m_partial.substr(0, end);
+        m_partial.erase(0, end + 1);
+        std::istringstream words(line);
+        std::string kind;
+        words >> kind;
+        if (kind == "arrival" || kind == "removal") {
+            Delivery delivery;
+            delivery.arrived = kind == "arrival";
+            words >> delivery.node >> delivery.nanoseconds;
+            m_deliveries.push_back(delivery);
+        } else {
+            m_answers.push_back(line);
+        }
+    }
+    return true;
+}
+
+namespace {
+using Clock = std::chrono::steady_clock;
+
+int remainingMs(Clock::time_point deadline)
+{
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    return left > 0 ? int(left) : 0;
+}
+}  // namespace
+
+std::string Peer::answer(int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (m_answers.empty() && !m_closed) {
+        if (!pump(remainingMs(deadline)) && Clock::now() >= deadline)
+            return "";
+    }
+    if (m_answers.empty())
+        return "";
+    const std::string line = m_answers.front();
+    m_answers.pop_front();
+    return line;
+}
+
+std::string Peer::ask(const std::string& command, int timeoutMs)
+{
+    send(command);
+    return answer(timeoutMs);
+}
+
+bool Peer::nextDelivery(Delivery& delivery, int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (m_deliveries.empty()) {
+        if (m_closed || (!pump(remainingMs(deadline)) && Clock::now() >= deadline))
+            return false;
+    }
+    delivery = m_deliveries.front();
+    m_deliveries.pop_front();
+    return true;
+}
+
+std::vector<Delivery> Peer::deliveriesThrough(const std::string& node, int timeoutMs)
+{
+    std::vector<Delivery> seen;
+    Delivery delivery;
+    while (nextDelivery(delivery, timeoutMs)) {
+        seen.push_back(delivery);
+        if (delivery.node == node)
+            break;
+    }
+    return seen;
+}
+
+void Peer::signal(int number)
+{
+    kill(m_pid, number);
+}
+
+int Peer::wait()
+{
+    if (!m_ended) {
+        while (waitpid(m_pid, &m_status, 0) == -1 && errno == EINTR) {
+        }
+        m_ended = true;
+    }
+    return m_status;
+}
+
+bool Peer::finish()
+{
+    send("exit");
+    const int status = wait();
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+namespace {
+int countEntries(const char* directory)
+{
+    DIR* dir = opendir(directory);
+    if (dir == nullptr)
+        return -1;
+    int count = 0;
+    while (dirent* entry = readdir(dir))
+        if (entry->d_name[0] != '.')
+            ++count;
+    closedir(dir);
+    return count;
+}
+
+int countLines(const char* file, const std::string& containing = "")
+{
+    std::ifstream stream(file);
+    int count = 0;
+    std::string line;
+    while (std::getline(stream, line))
+        if (line.find(containing) != std::string::npos)
+            ++count;
+    return count;
+}
+}  // namespace
+
+ProcessHoldings processHoldings()
+{
+    // The directory stream of the count itself is one descriptor in both counts.
+    return {countEntries("/proc/self/task"), countEntries("/proc/self/fd"), countLines("/proc/self/maps"),
+            countLines("/proc/self/maps", expectedLayout().name + 1)};
+}
+
+}  // namespace discoverytest

@@ -1,0 +1,131 @@
+// Helpers of the discovery channel tests: helper processes, an independent
+// raw view of the shared object, and counters of what a process holds.
+#ifndef DISCOVERY_TEST_SUPPORT_H
+#define DISCOVERY_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+#include <sys/types.h>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace discoverytest {
+
+// Where the fields lie in the object this build shares, written out by hand
+// so that the tests do not take them from the code under test.
+struct SegmentLayout {
+    size_t initState, mutex, condition, presence, events, writeIndex, size;
+    const char* name;
+};
+const SegmentLayout& expectedLayout();
+
+constexpr size_t kEventSize = 17;
+constexpr unsigned kOwnerDiedBit = 0x40000000u;  // the kernel's robust-futex flag
+
+void removeSegment();
+bool segmentExists();
+
+// The shared object mapped independently of the notifier.
+class RawSegment {
+public:
+    RawSegment();  // maps the existing object; ok() tells whether it could
+    ~RawSegment();
+    RawSegment(const RawSegment&) = delete;
+    RawSegment& operator=(const RawSegment&) = delete;
+
+    bool ok() const { return m_bytes != nullptr; }
+    uint8_t byte(size_t offset) const;
+    void setByte(size_t offset, uint8_t value);
+    uint32_t u32(size_t offset) const;
+    uint64_t u64(size_t offset) const;
+    std::vector<uint8_t> bytes(size_t offset, size_t count) const;
+    uint64_t mask(int index) const { return u64(expectedLayout().presence + 8 * size_t(index)); }
+    std::string eventPrefix(int slot) const;
+    uint8_t eventUnit(int slot) const;
+    uint8_t eventFlags(int slot) const;
+    off_t fileSize() const;
+    unsigned fileMode() const;
+
+private:
+    int m_fd = -1;
+    uint8_t* m_bytes = nullptr;
+};
+
+struct Delivery {
+    bool arrived = false;
+    std::string node;
+    long long nanoseconds = 0;
+};
+
+// A helper process of the device family (the discovery_peer program).
+class Peer {
+public:
+    explicit Peer(const std::vector<std::string>& environment = {});
+    ~Peer();
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    void send(const std::string& line);
+    // Sends a command and returns its answer ("" after the timeout).
+    std::string ask(const std::string& command, int timeoutMs = 10000);
+    // The next line that is not a delivery, "" after the timeout.
+    std::string answer(int timeoutMs = 10000);
+    bool nextDelivery(Delivery& delivery, int timeoutMs = 10000);
+    // Deliveries up to and including the one of `node`.
+    std::vector<Delivery> deliveriesThrough(const std::string& node, int timeoutMs = 10000);
+    size_t pendingDeliveries() const { return m_deliveries.size(); }
+
+    void signal(int number);
+    // Waits for the process to end; returns the wait status.
+    int wait();
+    // Sends "exit" and waits; true if it ended with status 0.
+    bool finish();
+    pid_t pid() const { return m_pid; }
+
+private:
+    bool pump(int timeoutMs);
+
+    pid_t m_pid = -1;
+    int m_toPeer = -1;
+    int m_fromPeer = -1;
+    bool m_ended = false;
+    bool m_closed = false;
+    int m_status = 0;
+    std::string m_partial;
+    std::deque<std::string> m_answers;
+    std::deque<Delivery> m_deliveries;
+};
+
+struct ProcessHoldings {
+    int threads, descriptors, mappings;
+    int segmentMappings;  // mappings of the shared object
+};
+
+// The sanitizers' allocators map memory as they go: there only the
+// mappings of the shared object itself can be counted exactly.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kAllMappingsCountable = false;
+#else
+constexpr bool kAllMappingsCountable = true;
+#endif
+ProcessHoldings processHoldings();
+
+// Removes the shared object before and after each test: its name is global.
+class DiscoveryTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        removeSegment();
+        // Some runtimes (ThreadSanitizer's) start a thread of their own with
+        // the first thread: let that happen before anything is counted.
+        std::thread([] {}).join();
+    }
+    void TearDown() override { removeSegment(); }
+};
+
+}  // namespace discoverytest
+
+#endif
