@@ -1,0 +1,343 @@
+#!/usr/bin/env bash
+# Black-box tests of the real program: the built binary on a private X server,
+# simulated cards, the simulated updater, dialogs answered with xdotool.
+#
+#   endtoend.sh SCENARIO
+#
+# Environment (set by CMake): VX_PROGRAM VX_SIMCARDS VX_UPDATER VX_POST VX_RUN
+# VANTORIX_ARTIFACTS_DIR. Screenshots, the step account and the logs of every
+# scenario stay in ${VANTORIX_ARTIFACTS_DIR}/endtoend/SCENARIO/.
+set -uo pipefail
+
+scenario=$1
+source "$(dirname "$0")/../support/program-session.sh"
+
+export QT_QPA_PLATFORM=xcb
+# The dialogs draw without OpenGL; the GL stack of the X server's software
+# renderer would only add its own allocations to the leak report.
+export QT_XCB_GL_INTEGRATION=none
+unset QT_QPA_PLATFORMTHEME SESSION_MANAGER
+work=${VANTORIX_ARTIFACTS_DIR:-/tmp}/endtoend/$scenario
+rm -rf "$work"
+vx_session_init "$work"
+
+failures=0
+check() {  # check DESCRIPTION COMMAND...
+    local what=$1; shift
+    if "$@"; then
+        vx_step "ok: $what"
+    else
+        vx_step "NOT OK: $what"
+        failures=$((failures + 1))
+    fi
+}
+
+expect_status() { check "exit status $1" test "$VX_STATUS" = "$1"; }
+
+# The updater's runs of one command, e.g. `runs update`.
+runs() { vx_updater_runs | awk -v c="$1" '$2 == c' ; }
+
+expect_runs() {  # expect_runs COMMAND LINE...
+    local command=$1; shift
+    local want got
+    want=$(printf '%s\n' "$@" | sed '/^$/d')
+    got=$(runs "$command")
+    check "updater $command runs: $(printf '%s' "${want:-none}" | tr '\n' ';' | sed 's/;/; /g')" test "$got" = "$want"
+}
+
+# Device nodes the program holds open right now.
+open_nodes() {
+    local pid=$1 fd
+    for fd in /proc/"$pid"/fd/*; do readlink "$fd"; done 2> /dev/null | grep -o 'vantorix/[a-z]*[0-9]*$' | sort -u
+}
+
+# Fails unless the window list stays free of our dialogs for SECONDS.
+no_dialog_for() {
+    vx_expect_no_window "$VX_DIALOG_TITLE" "$1" && vx_expect_no_window "$VX_PROGRESS_TITLE" 0
+}
+
+send() {  # send SIGNAL: to the program itself
+    local pid
+    pid=$(vx_program_pid) || return 1
+    vx_step "sent SIG$1 to the program ($pid)"
+    kill -s "$1" "$pid"
+}
+
+fresh_channel() { ${VX_RUN:-} "$VX_POST" --unlink; }
+empty_channel() { fresh_channel && ${VX_RUN:-} "$VX_POST"; }
+post() { vx_step "another process posted: $*"; ${VX_RUN:-} "$VX_POST" "$@"; }
+
+running() { kill -0 "$VX_PID" 2> /dev/null; }
+
+# In the sanitizer build: a leak that this scenario's behaviour requires,
+# suppressed by name for this scenario only.
+allow_leak() {
+    case "${LSAN_OPTIONS:-}" in *suppressions=*) ;; *) return 0 ;; esac
+    local base=${LSAN_OPTIONS#*suppressions=}
+    base=${base%%:*}
+    local combined=$work/lsan.supp
+    [ -f "$combined" ] || cp "$base" "$combined"
+    echo "leak:$1" >> "$combined"
+    export LSAN_OPTIONS=${LSAN_OPTIONS/suppressions=$base/suppressions=$combined}
+}
+
+# ---- normal mode -----------------------------------------------------------
+
+scenario_normal_no_card() {
+    vx_start_program
+    vx_flow_message uptodate || failures=$((failures + 1))
+    vx_wait_program 20
+    expect_status 0
+    expect_runs status
+}
+
+scenario_normal_quiet_no_window() {
+    vx_start_program -q
+    local seen=""
+    while running; do
+        seen+=$(xdotool search --onlyvisible --name '.' 2> /dev/null)
+        sleep 0.05
+    done
+    vx_wait_program 20
+    check "no window at all" test -z "$seen"
+    expect_status 0
+}
+
+scenario_normal_update_one_card() {
+    vx_cards "card dv0"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_update_runs dv0 2 0
+    vx_start_program
+    local wid
+    wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
+    check "the prompt names the card" grep -q "Your Quorvale Duo needs" <(vx_dialog_text "$wid")
+    check "the prompt shows the card icon" vx_icon_shown "$wid"
+    vx_answer_prompt "$wid" update
+    { vx_flow_progress && vx_flow_message powercycle; } || failures=$((failures + 1))
+    vx_wait_program 20
+    expect_status 0
+    expect_runs status "-gui status /dev/vantorix/dv0"
+    expect_runs update "-gui update /dev/vantorix/dv0"
+}
+
+scenario_normal_declined() {
+    vx_cards "card dv0"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_start_program
+    vx_flow_prompt decline || failures=$((failures + 1))
+    check "no closing message" no_dialog_for 3
+    vx_wait_program 20
+    expect_status 0
+    expect_runs update
+    expect_runs ignore-version
+}
+
+scenario_normal_control_declined() {
+    vx_cards "card dv0"
+    vx_updater "status /dev/vantorix/dv0 out 1:QV-7F21:1f:Quorvale Duo\\n" "ignore-version * exit 0"
+    vx_start_program
+    vx_flow_prompt ignore || failures=$((failures + 1))
+    check "no closing message" no_dialog_for 3
+    vx_wait_program 20
+    expect_status 0
+    expect_runs ignore-version "-gui ignore-version QV-7F21"
+    expect_runs update
+}
+
+scenario_normal_second_card_fails() {
+    # The failed card's connection stays open on purpose: the process ends.
+    allow_leak ConnectToDriverCore
+    vx_cards "card dv0" "card dv1" "card dv2"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_status dv1 1 1f Quorvale Quad
+    vx_status dv2 1 1f Quorvale Mini
+    vx_update_runs dv0 2 0
+    vx_update_runs dv1 2 1
+    vx_start_program
+    { vx_flow_prompt update && vx_flow_progress && vx_flow_prompt update && vx_flow_progress \
+        && vx_flow_message error && vx_flow_message powercycle; } || failures=$((failures + 1))
+    vx_wait_program 20
+    expect_status 0
+    # The pass stops at the failure: the third card is never visited.
+    expect_runs status "-gui status /dev/vantorix/dv0" "-gui status /dev/vantorix/dv1"
+    expect_runs update "-gui update /dev/vantorix/dv0" "-gui update /dev/vantorix/dv1"
+}
+
+scenario_normal_unreadable_card_skipped() {
+    # The updater cannot tell anything about dv0: it is skipped and closed.
+    vx_cards "card dv0" "card dv1"
+    vx_updater "status /dev/vantorix/dv0 exit 1"
+    vx_status dv1 1 1f Quorvale Quad
+    vx_start_program
+    local wid pid
+    wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
+    pid=$(vx_program_pid)
+    local nodes
+    nodes=$(open_nodes "$pid" | tr '\n' ' ')
+    vx_step "device nodes open during the prompt for dv1: $nodes"
+    check "dv0 closed, dv1 open" test "$nodes" = "vantorix/dv1 "
+    vx_answer_prompt "$wid" decline
+    check "no closing message" no_dialog_for 3
+    vx_wait_program 20
+    expect_status 0
+    expect_runs status "-gui status /dev/vantorix/dv0" "-gui status /dev/vantorix/dv1"
+}
+
+scenario_normal_signal_during_prompt() {
+    vx_cards "card dv0"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_start_program
+    local wid
+    wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
+    send TERM
+    check "prompt closed by its own loop" vx_wait_closed "$wid" 10
+    vx_wait_program 20
+    expect_status 0
+    expect_runs update
+}
+
+# ---- daemon mode -----------------------------------------------------------
+
+scenario_daemon_replay_prompts_present_cards() {
+    fresh_channel
+    vx_cards "card dv0" "card dv1"
+    vx_status dv0 0 00 Quorvale Duo
+    vx_status dv1 1 1f Quorvale Quad
+    vx_update_runs dv1 2 0
+    vx_start_program -d
+    vx_flow_update_card || failures=$((failures + 1))
+    check "no further dialog" no_dialog_for 2
+    check "still running after its dialogs closed" running
+    send TERM
+    vx_wait_program 20
+    expect_status 0
+    expect_runs status "-gui status /dev/vantorix/dv0" "-gui status /dev/vantorix/dv1"
+    expect_runs update "-gui update /dev/vantorix/dv1"
+}
+
+scenario_daemon_posted_arrival_prompted() {
+    empty_channel
+    vx_cards "card dv0"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_start_program -d
+    check "nothing to replay" no_dialog_for 3
+    post +dv0
+    vx_flow_prompt decline || failures=$((failures + 1))
+    check "no closing message" no_dialog_for 2
+    check "closing the last dialog did not end the program" running
+    send INT
+    vx_wait_program 20
+    expect_status 0
+    expect_runs status "-gui status /dev/vantorix/dv0"
+}
+
+scenario_daemon_same_card_twice_prompted_once() {
+    empty_channel
+    vx_cards "card dv0" "card dv1"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_status dv1 1 2a Quorvale Quad
+    vx_start_program -d
+    post +dv0
+    local wid
+    wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
+    # While the first prompt waits, dv1 arrives, leaves and arrives again.
+    post +dv1 -dv1 +dv1
+    sleep 2
+    check "dv1 was checked twice" test "$(runs status | grep -c dv1)" = 2
+    vx_answer_prompt "$wid" decline
+    vx_flow_prompt decline || failures=$((failures + 1))
+    check "dv1 prompted once" no_dialog_for 3
+    send HUP
+    vx_wait_program 20
+    expect_status 0
+}
+
+scenario_daemon_failed_update_stops_prompts() {
+    empty_channel
+    vx_cards "card dv0" "card dv1"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_status dv1 1 1f Quorvale Quad
+    vx_update_runs dv0 2 1
+    vx_start_program -d
+    post +dv0
+    { vx_flow_prompt update && vx_flow_progress && vx_flow_message error; } || failures=$((failures + 1))
+    post +dv1
+    check "later arrival not prompted" no_dialog_for 4
+    check "later arrival checked" test "$(runs status | grep -c dv1)" = 1
+    send TERM
+    vx_wait_program 20
+    expect_status 0
+}
+
+daemon_ends_on() {
+    fresh_channel
+    vx_start_program -d
+    sleep 2
+    check "running" running
+    send "$1"
+    vx_wait_program 20
+    # exec() returned 0 after quit(); the signal itself did not kill it.
+    expect_status 0
+}
+
+scenario_daemon_sigterm() { daemon_ends_on TERM; }
+scenario_daemon_sigint() { daemon_ends_on INT; }
+scenario_daemon_sighup() { daemon_ends_on HUP; }
+
+scenario_daemon_signal_during_prompt() {
+    empty_channel
+    vx_cards "card dv0"
+    vx_status dv0 1 1f Quorvale Duo
+    vx_start_program -d
+    post +dv0
+    local wid
+    wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
+    send TERM
+    check "prompt closed by its own loop" vx_wait_closed "$wid" 10
+    vx_wait_program 20
+    expect_status 0
+    expect_runs update
+}
+
+# Sum of context switches of every thread, and utime+stime in ticks.
+switches() { cat /proc/"$1"/task/*/status 2> /dev/null | awk '/ctxt_switches/ {s += $2} END {print s}'; }
+cputicks() { awk '{print $14 + $15}' /proc/"$1"/stat; }
+
+scenario_daemon_idle() {
+    fresh_channel
+    vx_start_program -d
+    sleep 3
+    local pid s0 c0 s1 c1 rss threads
+    pid=$(vx_program_pid)
+    s0=$(switches "$pid"); c0=$(cputicks "$pid")
+    sleep 30
+    s1=$(switches "$pid"); c1=$(cputicks "$pid")
+    rss=$(awk '/VmRSS/ {print $2 " " $3}' /proc/"$pid"/status)
+    threads=$(ls /proc/"$pid"/task | wc -l)
+    local bits
+    # e_ident[EI_CLASS] of the running image: 1 is a 32-bit process, 2 a 64-bit one.
+    bits=$(od -An -tu1 -j4 -N1 "/proc/$pid/exe" | tr -d ' ')
+    bits=$([ "$bits" = 1 ] && echo 32-bit || echo 64-bit)
+    [ -n "${VX_RUN:-}" ] && check "the i386 build runs as a 32-bit process" test "$bits" = 32-bit
+    local line="idle daemon ($bits process) over 30 s: context switches $((s1 - s0)) (all $threads threads), CPU ticks $((c1 - c0)), VmRSS $rss"
+    echo "$line"
+    vx_step "$line"
+    echo "$line" > "$work/idle-measurement.txt"
+    check "no wake-ups while idle" test $((s1 - s0)) -eq 0
+    check "no CPU while idle" test $((c1 - c0)) -eq 0
+    send TERM
+    vx_wait_program 20
+    expect_status 0
+}
+
+vx_start_xvfb || exit 1
+trap 'vx_stop_xvfb; running && kill -KILL "$VX_PID" 2> /dev/null' EXIT
+if ! declare -F "scenario_$scenario" > /dev/null; then
+    echo "unknown scenario $scenario" >&2
+    exit 2
+fi
+"scenario_$scenario"
+[ -s "$work/program-output.log" ] && { echo "--- program output"; cat "$work/program-output.log"; }
+echo "--- steps"; cat "$VX_STEPS"
+echo "artefacts: $work"
+[ "$failures" -eq 0 ]
