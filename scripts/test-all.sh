@@ -1,14 +1,15 @@
 #!/usr/bin/env bash
 # The whole test suite, from a fresh clone: installs what is missing, makes the
 # i386 sysroot, then configures, builds and tests the i386 product build, the
-# native x86_64 build and the ASan+UBSan build.
+# native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
+# ThreadSanitizer.
 #
-#   scripts/test-all.sh [preset ...]     (default: i386 native asan)
+#   scripts/test-all.sh [preset ...]     (default: i386 native asan tsan)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan)
+[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan)
 
 scripts/install-deps.sh
 for preset in "${presets[@]}"; do
