@@ -3,35 +3,10 @@
 // driver's own requests do.
 #include "QuorvaleMaintenance.h"
 
-#include <cstring>
-
 #include "MaintenanceRecords.h"
 #include "MaintenanceShapes.h"
 
 using namespace quorvale;
-
-namespace {
-
-// The public message records and the transport's wire records are the same
-// bytes; the exchange runs on a copy so neither type is read through the
-// other, and the caller's record receives whatever the transport left.
-template <typename Wire, typename Public, typename Send>
-int exchangeInPlace(QuorvaleInstanceRec* rec, Public* request, Send send)
-{
-    static_assert(sizeof(Wire) == sizeof(Public), "same record");
-    return withTransport(
-        rec,
-        [&](IoctlMessageUser& t) {
-            Wire wire;
-            std::memcpy(&wire, request, sizeof wire);
-            const int status = send(t, &wire);
-            std::memcpy(request, &wire, sizeof wire);
-            return status;
-        },
-        kQuorvaleNotTranslatable);
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -61,15 +36,15 @@ int PerformDMATransfer(QuorvaleInstanceRec* rec, const QuorvaleDMATransferRec* t
 
 int SendMessageRequest(QuorvaleInstanceRec* rec, QuorvaleMessageRequestRec* request)
 {
-    return exchangeInPlace<_VantorixIOMessageRequest>(
-        rec, request, [](IoctlMessageUser& t, _VantorixIOMessageRequest* r) { return t.sendMessage(r); });
+    return withTransport(
+        rec, [&](IoctlMessageUser& t) { return t.sendMessage(request); }, kQuorvaleNotTranslatable);
 }
 
 int SendBufferMessageRequest(QuorvaleInstanceRec* rec, QuorvaleBufferMessageRequestRec* request)
 {
-    return exchangeInPlace<_VantorixIOBufferMessageRequest>(
-        rec, request,
-        [](IoctlMessageUser& t, _VantorixIOBufferMessageRequest* r) { return t.sendBufferMessage(r); });
+    return withTransport(
+        rec, [&](IoctlMessageUser& t) { return t.sendBufferMessage(request); },
+        kQuorvaleNotTranslatable);
 }
 
 int SetDriverAttribute(QuorvaleInstanceRec* rec, uint32_t attribute, uint32_t a, uint32_t b)

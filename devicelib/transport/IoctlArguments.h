@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "QuorvaleMaintenance.h"
+
 struct IoctlArguments {
     uint32_t scalarInputCount;
     uint32_t structInputSize;
@@ -27,18 +29,12 @@ struct IoctlBlockHeader {
 };
 static_assert(sizeof(IoctlBlockHeader) == 16, "driver block header is 16 bytes");
 
-// Request record of the newer driver's generic message request.
-struct _VantorixIOMessageRequest {
-    uint32_t messageCode;
-    uint32_t reserved;  // 0 on the way in; not examined on return
-    uint64_t scalars[4];
-};
+// The newer driver's message records are the ones callers build and hand to
+// SendMessageRequest / SendBufferMessageRequest: one definition, in the public
+// header, exchanged in place without a copy.
+using _VantorixIOMessageRequest = QuorvaleMessageRequestRec;
+using _VantorixIOBufferMessageRequest = QuorvaleBufferMessageRequestRec;
 static_assert(sizeof(_VantorixIOMessageRequest) == 40, "message record is 40 bytes");
-
-// Buffer message: built by callers, forwarded in place.
-struct _VantorixIOBufferMessageRequest {
-    uint8_t bytes[1064];
-};
 static_assert(sizeof(_VantorixIOBufferMessageRequest) == 1064, "buffer message is 1064 bytes");
 
 #endif
