@@ -62,13 +62,15 @@ void recordOpened(QuorvaleInstanceRec* device, void* context)
     auto* arrivals = static_cast<OpenedArrivals*>(context);
     char path[64] = {};
     const bool named = GetDevicePath(device, path);
-    {
-        std::lock_guard<std::mutex> guard(arrivals->mutex);
-        arrivals->paths.push_back(named ? path : "?");
-        arrivals->drivers.push_back(GetDriverName(device));
-        arrivals->descriptorValid.push_back(fcntl(GetDriverFileDescriptor(device), F_GETFD) != -1);
-    }
+    const std::string driver = GetDriverName(device);
+    const bool descriptorValid = fcntl(GetDriverFileDescriptor(device), F_GETFD) != -1;
+    // Closed before it is counted, so that a test seeing the arrival also
+    // sees the device closed.
     CloseDriverConnectionCore(device);
+    std::lock_guard<std::mutex> guard(arrivals->mutex);
+    arrivals->paths.push_back(named ? path : "?");
+    arrivals->drivers.push_back(driver);
+    arrivals->descriptorValid.push_back(descriptorValid);
 }
 
 class DiscoveryDeviceTest : public DiscoveryTest {
