@@ -18,6 +18,7 @@ done
 
 status=0
 summary=()
+failures=()
 for preset in "${presets[@]}"; do
   echo "=== $preset: configure and build"
   cmake --preset "$preset" > "build-$preset.configure.log" 2>&1 || {
@@ -30,7 +31,23 @@ for preset in "${presets[@]}"; do
   else
     status=1
     summary+=("$preset: FAILED ($(grep -E 'tests passed' "build/$preset/ctest.log" | tail -n1))")
+    failed_log="build/$preset/Testing/Temporary/LastTestsFailed.log"
+    [ -f "$failed_log" ] && while IFS= read -r line; do
+      summary+=("    failed: ${line#*:}")
+    done < "$failed_log"
+    failures+=("$preset")
   fi
+done
+
+# CI keeps only the end of the output: repeat what the failed tests printed
+# here, after everything else.
+for preset in "${failures[@]}"; do
+  echo
+  echo "=== $preset: output of the failed tests"
+  awk '/^ *Start [0-9]+: |^ *[0-9]+\/[0-9]+ Test +#/ { show = 0 }
+       /^ *[0-9]+\/[0-9]+ Test +#.*(\*\*\*|Failed|Exception|Not Run)/ { show = 1 }
+       show' \
+    "build/$preset/ctest.log" | tail -n 200
 done
 
 echo
