@@ -45,7 +45,7 @@ for preset in "${failures[@]}"; do
   echo
   echo "=== $preset: output of the failed tests"
   awk '/^ *Start [0-9]+: |^ *[0-9]+\/[0-9]+ Test +#/ { show = 0 }
-       /^ *[0-9]+\/[0-9]+ Test +#.*(\*\*\*|Failed|Exception|Not Run)/ { show = 1 }
+       /^ *[0-9]+\/[0-9]+ Test +#.*\*\*\*/ && !/\*\*\*Skipped/ { show = 1 }
        show' \
     "build/$preset/ctest.log" | tail -n 200
 done
