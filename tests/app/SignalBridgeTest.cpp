@@ -7,6 +7,9 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <fstream>
+#include <string>
+#include <sys/syscall.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <thread>
@@ -128,8 +131,17 @@ private slots:
         int quietPipe[2];
         QCOMPARE(pipe(quietPipe), 0);
         const pthread_t self = pthread_self();
-        std::thread sender([self] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        const std::string syscallFile = "/proc/self/task/" + std::to_string(syscall(SYS_gettid)) + "/syscall";
+        std::thread sender([self, syscallFile] {
+            // Signal only once this thread sits in read(): a signal that came
+            // earlier would leave the read blocked for good.
+            for (int waited = 0; waited < 10000; waited += 5) {
+                std::ifstream current(syscallFile);
+                long number = -1;
+                if ((current >> number) && number == SYS_read)
+                    break;
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
             pthread_kill(self, SIGHUP);
         });
         char byte;
