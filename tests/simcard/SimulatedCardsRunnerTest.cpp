@@ -75,13 +75,22 @@ TEST(SimulatedCardsRunner, ForwardsSigtermAndReportsTheSignal)
 {
     const std::string config = scratch("cards2.conf");
     std::ofstream(config) << "card dv0\n";
-    const pid_t pid = start({SIMCARD_RUNNER, "--config", config, "--", "/bin/sleep", "30"}, "");
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const std::string started = scratch("started");
+    unlink(started.c_str());
+    // The runner installs its forwarding before it starts the program, so
+    // once the program has left its mark, SIGTERM reaches the forwarding.
+    const pid_t pid = start({SIMCARD_RUNNER, "--config", config, "--", "/bin/sh", "-c",
+                             "echo > '" + started + "' && exec /bin/sleep 30"},
+                            "");
+    for (int waited = 0; waited < 20000 && access(started.c_str(), F_OK) != 0; waited += 10)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    ASSERT_EQ(access(started.c_str(), F_OK), 0);
     const auto begin = std::chrono::steady_clock::now();
     kill(pid, SIGTERM);
     EXPECT_EQ(finish(pid), 128 + SIGTERM);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
     unlink(config.c_str());
+    unlink(started.c_str());
 }
 
 TEST(SimulatedCardsRunner, RejectsABadConfiguration)
