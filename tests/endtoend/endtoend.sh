@@ -69,6 +69,33 @@ post() { vx_step "another process posted: $*"; ${VX_RUN:-} "$VX_POST" "$@"; }
 
 running() { kill -0 "$VX_PID" 2> /dev/null; }
 
+# eventually SECONDS COMMAND...: polls COMMAND until it succeeds.
+eventually() {
+    local deadline=$(( $(date +%s) + $1 )); shift
+    until "$@"; do
+        [ "$(date +%s)" -lt "$deadline" ] || return 1
+        sleep 0.1
+    done
+}
+
+# The program catches SIGHUP, SIGINT and SIGTERM (bits 0, 1 and 14 of SigCgt):
+# before that, a termination signal would simply kill it.
+catches_signals() {
+    local pid mask
+    pid=$(vx_program_pid) || return 1
+    mask=$(awk '/^SigCgt:/ {print $2}' /proc/"$pid"/status 2> /dev/null) || return 1
+    [ -n "$mask" ] && (( (16#$mask & 0x4003) == 0x4003 ))
+}
+
+# The program's threads have stopped switching for a second: start-up is over.
+settled() {
+    local pid before
+    pid=$(vx_program_pid) || return 1
+    before=$(switches "$pid")
+    sleep 1
+    [ "$(switches "$pid")" = "$before" ]
+}
+
 # In the sanitizer build: a leak that this scenario's behaviour requires,
 # suppressed by name for this scenario only.
 allow_leak() {
@@ -242,8 +269,9 @@ scenario_daemon_same_card_twice_prompted_once() {
     wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
     # While the first prompt waits, dv1 arrives, leaves and arrives again.
     post +dv1 -dv1 +dv1
-    sleep 2
-    check "dv1 was checked twice" test "$(runs status | grep -c dv1)" = 2
+    dv1_checks() { test "$(runs status | grep -c dv1)" = "$1"; }
+    eventually 30 dv1_checks 2
+    check "dv1 was checked twice" dv1_checks 2
     vx_answer_prompt "$wid" decline
     vx_flow_prompt decline || failures=$((failures + 1))
     check "dv1 prompted once" no_dialog_for 3
@@ -263,7 +291,8 @@ scenario_daemon_failed_update_stops_prompts() {
     { vx_flow_prompt update && vx_flow_progress && vx_flow_message error; } || failures=$((failures + 1))
     post +dv1
     check "later arrival not prompted" no_dialog_for 4
-    check "later arrival checked" test "$(runs status | grep -c dv1)" = 1
+    dv1_checked() { test "$(runs status | grep -c dv1)" = 1; }
+    check "later arrival checked" eventually 30 dv1_checked
     send TERM
     vx_wait_program 20
     expect_status 0
@@ -272,7 +301,7 @@ scenario_daemon_failed_update_stops_prompts() {
 daemon_ends_on() {
     fresh_channel
     vx_start_program -d
-    sleep 2
+    check "catches termination signals" eventually 60 catches_signals
     check "running" running
     send "$1"
     vx_wait_program 20
@@ -306,7 +335,7 @@ cputicks() { awk '{print $14 + $15}' /proc/"$1"/stat; }
 scenario_daemon_idle() {
     fresh_channel
     vx_start_program -d
-    sleep 3
+    check "start-up over" eventually 60 settled
     local pid s0 c0 s1 c1 rss threads
     pid=$(vx_program_pid)
     s0=$(switches "$pid"); c0=$(cputicks "$pid")
