@@ -130,16 +130,21 @@ vx_read_text() {
 # Prints what a "Vantorix Software Update" window is: prompt, uptodate,
 # powercycle, error or unknown.
 vx_classify() {
-    local text
-    text=$(vx_read_text "$1")
+    local text kind attempt
+    # A loaded machine may not have painted the window yet: read it again.
+    for attempt in 1 2 3 4 5 6 7 8 9 10; do
+        text=$(vx_read_text "$1")
+        case "$text" in
+            *"Update Required"*|*"Update Now"*) kind=prompt ;;
+            *"up to date"*) kind=uptodate ;;
+            *"Power Cycle"*|*"reboot"*) kind=powercycle ;;
+            *"could not be upgraded"*|*"error has occurred"*) kind=error ;;
+            *) kind="unknown: $text"; sleep 0.5; continue ;;
+        esac
+        break
+    done
     printf '%s\n' "$text" > "$VX_TEXT_DIR/$1"
-    case "$text" in
-        *"Update Required"*|*"Update Now"*) echo prompt ;;
-        *"up to date"*) echo uptodate ;;
-        *"Power Cycle"*|*"reboot"*) echo powercycle ;;
-        *"could not be upgraded"*|*"error has occurred"*) echo error ;;
-        *) echo "unknown: $text" ;;
-    esac
+    echo "$kind"
 }
 
 # The text a classified dialog showed.
