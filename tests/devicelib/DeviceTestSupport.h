@@ -19,7 +19,7 @@ protected:
 
     // Call once the nodes exist: the emulation keeps a listening socket per
     // node, and closes its side of earlier connections when its thread runs.
-    void takeBaseline() { baseline = simcard::steadyDescriptorCount(); }
+    void takeBaseline() { baseline = simcard::baselineDescriptorCount(); }
     // The emulation closes its side of a socket asynchronously, and the
     // baseline may hold one such transient: a leak shows as more than it.
     std::size_t descriptorsNow() const { return simcard::settledDescriptorCount(baseline, 10000); }

@@ -327,12 +327,14 @@ TEST_F(SimulatedCardTest, RemovedNodeDisappears)
 TEST_F(SimulatedCardTest, DescriptorCountReturnsToBaselineAfterClose)
 {
     card.addNode(NodeConfig::dv(0));
-    const std::size_t before = simcard::openDescriptorCount();
+    const std::size_t before = simcard::baselineDescriptorCount();
     const int fd = open("/dev/vantorix/dv0", O_RDWR);
     ASSERT_GE(fd, 0);
     EXPECT_GT(simcard::openDescriptorCount(), before);
     close(fd);
-    EXPECT_EQ(simcard::settledDescriptorCount(before), before);
+    // At most the baseline: the emulated side of the baseline's own
+    // connection may close meanwhile.
+    EXPECT_LE(simcard::settledDescriptorCount(before), before);
 }
 
 }  // namespace

@@ -683,4 +683,20 @@ std::size_t steadyDescriptorCount()
     return count;
 }
 
+std::size_t baselineDescriptorCount()
+{
+    if (DIR* dir = opendir("/dev/vantorix")) {
+        while (dirent* entry = readdir(dir)) {
+            if (entry->d_name[0] == '.')
+                continue;
+            const std::string path = std::string("/dev/vantorix/") + entry->d_name;
+            const int fd = open(path.c_str(), O_RDWR | O_NONBLOCK);
+            if (fd >= 0)
+                close(fd);
+        }
+        closedir(dir);
+    }
+    return steadyDescriptorCount();
+}
+
 }  // namespace simcard
