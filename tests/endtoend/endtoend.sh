@@ -37,6 +37,9 @@ expect_status() { check "exit status $1" test "$VX_STATUS" = "$1"; }
 # The updater's runs of one command, e.g. `runs update`.
 runs() { vx_updater_runs | awk -v c="$1" '$2 == c' ; }
 
+# status_checks NODE COUNT: the updater was asked COUNT times about NODE.
+status_checks() { test "$(runs status | grep -c "$1")" = "$2"; }
+
 expect_runs() {  # expect_runs COMMAND LINE...
     local command=$1; shift
     local want got
@@ -86,6 +89,10 @@ catches_signals() {
     mask=$(awk '/^SigCgt:/ {print $2}' /proc/"$pid"/status 2> /dev/null) || return 1
     [ -n "$mask" ] && (( (16#$mask & 0x4003) == 0x4003 ))
 }
+
+# Sum of context switches of every thread, and utime+stime in ticks.
+switches() { cat /proc/"$1"/task/*/status 2> /dev/null | awk '/ctxt_switches/ {s += $2} END {print s}'; }
+cputicks() { awk '{print $14 + $15}' /proc/"$1"/stat; }
 
 # The program's threads have stopped switching for a second: start-up is over.
 settled() {
@@ -269,9 +276,8 @@ scenario_daemon_same_card_twice_prompted_once() {
     wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
     # While the first prompt waits, dv1 arrives, leaves and arrives again.
     post +dv1 -dv1 +dv1
-    dv1_checks() { test "$(runs status | grep -c dv1)" = "$1"; }
-    eventually 30 dv1_checks 2
-    check "dv1 was checked twice" dv1_checks 2
+    eventually 30 status_checks dv1 2
+    check "dv1 was checked twice" status_checks dv1 2
     vx_answer_prompt "$wid" decline
     vx_flow_prompt decline || failures=$((failures + 1))
     check "dv1 prompted once" no_dialog_for 3
@@ -291,8 +297,7 @@ scenario_daemon_failed_update_stops_prompts() {
     { vx_flow_prompt update && vx_flow_progress && vx_flow_message error; } || failures=$((failures + 1))
     post +dv1
     check "later arrival not prompted" no_dialog_for 4
-    dv1_checked() { test "$(runs status | grep -c dv1)" = 1; }
-    check "later arrival checked" eventually 30 dv1_checked
+    check "later arrival checked" eventually 30 status_checks dv1 1
     send TERM
     vx_wait_program 20
     expect_status 0
@@ -327,10 +332,6 @@ scenario_daemon_signal_during_prompt() {
     expect_status 0
     expect_runs update
 }
-
-# Sum of context switches of every thread, and utime+stime in ticks.
-switches() { cat /proc/"$1"/task/*/status 2> /dev/null | awk '/ctxt_switches/ {s += $2} END {print s}'; }
-cputicks() { awk '{print $14 + $15}' /proc/"$1"/stat; }
 
 scenario_daemon_idle() {
     fresh_channel
