@@ -1,7 +1,5 @@
 // The ring of twenty events and the listener's replay, with the poster and the
 // listener in different processes.
-#include <signal.h>
-
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
 #include "QuorvaleDeviceDiscoveryNotifier.h"
@@ -37,11 +35,11 @@ protected:
     // it delivers the same: the wrap leaves nothing or the newest event.)
     std::vector<Delivery> postWhileHeldOff(Peer& listener, int count)
     {
-        listener.signal(SIGSTOP);
+        EXPECT_TRUE(listener.stop());
         Peer poster;
         EXPECT_EQ(poster.ask("connect"), "connect 1");
         EXPECT_EQ(poster.ask("post dv 0 " + std::to_string(count)), "posted " + std::to_string(count));
-        listener.signal(SIGCONT);
+        listener.resume();
         EXPECT_EQ(poster.ask("notify io51 1"), "notify 1");
         EXPECT_TRUE(poster.finish());
         return listener.deliveriesThrough("io51");
@@ -85,11 +83,11 @@ TEST_F(DiscoveryRingTest, NineteenEventsBetweenWakeUpsAreAllSeenInOrder)
     Peer listener;
     startListener(listener);
 
-    listener.signal(SIGSTOP);
+    ASSERT_TRUE(listener.stop());
     Peer poster;
     ASSERT_EQ(poster.ask("connect"), "connect 1");
     ASSERT_EQ(poster.ask("post dv 0 19"), "posted 19");
-    listener.signal(SIGCONT);
+    listener.resume();
     const std::vector<Delivery> seen = listener.deliveriesThrough("dv18");
     ASSERT_EQ(seen.size(), 19u);
     for (int unit = 0; unit < 19; ++unit)

@@ -265,6 +265,44 @@ void Peer::signal(int number)
     kill(m_pid, number);
 }
 
+namespace {
+// Whether every thread of `pid` is in the stopped state ('T' in its stat line).
+bool allThreadsStopped(pid_t pid)
+{
+    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
+    DIR* dir = opendir(tasks.c_str());
+    if (dir == nullptr)
+        return false;
+    bool stopped = true;
+    int threads = 0;
+    while (dirent* entry = readdir(dir)) {
+        if (entry->d_name[0] == '.')
+            continue;
+        std::ifstream stat(tasks + "/" + entry->d_name + "/stat");
+        std::string line;
+        std::getline(stat, line);
+        const size_t afterName = line.rfind(')');
+        if (afterName == std::string::npos || afterName + 2 >= line.size() || line[afterName + 2] != 'T')
+            stopped = false;
+        ++threads;
+    }
+    closedir(dir);
+    return stopped && threads > 0;
+}
+}  // namespace
+
+bool Peer::stop()
+{
+    signal(SIGSTOP);
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (!allThreadsStopped(m_pid)) {
+        if (Clock::now() >= deadline)
+            return false;
+        usleep(1000);
+    }
+    return true;
+}
+
 int Peer::wait()
 {
     if (!m_ended) {

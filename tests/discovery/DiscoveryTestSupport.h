@@ -4,6 +4,7 @@
 #define DISCOVERY_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
@@ -79,6 +80,11 @@ public:
     size_t pendingDeliveries() const { return m_deliveries.size(); }
 
     void signal(int number);
+    // SIGSTOP, returning once every thread of the process has stopped: the
+    // signal itself only asks for it, and a busy machine can leave the
+    // helper running for a while after kill() returned. False after 10 s.
+    bool stop();
+    void resume() { signal(SIGCONT); }
     // Waits for the process to end; returns the wait status.
     int wait();
     // Sends "exit" and waits; true if it ended with status 0.
