@@ -28,26 +28,41 @@ NodeConfig subDevice(unsigned unit, uint32_t index, uint32_t count, uint32_t par
     return c;
 }
 
-// Runs `work` in a child process; true if it is still running after
-// `seconds` (then it is killed), false if it ended by itself.
-template <typename Work>
-bool keepsRunning(Work work, int seconds)
+// Runs `work` in a child process; true if it is still running `seconds`
+// after `started` held (then it is killed), false if it ended by itself or
+// `started` did not hold within 20 s.
+template <typename Work, typename Started>
+bool keepsRunning(Work work, int seconds, Started started)
 {
     const pid_t child = fork();
     if (child == 0) {
         work();
         _exit(0);
     }
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    using Clock = std::chrono::steady_clock;
+    auto deadline = Clock::now() + std::chrono::seconds(20);
+    bool running = true;
+    bool timing = false;
     int status = 0;
-    while (std::chrono::steady_clock::now() < deadline) {
-        if (waitpid(child, &status, WNOHANG) == child)
-            return false;
+    while (running && Clock::now() < deadline) {
+        if (!timing && started()) {
+            timing = true;
+            deadline = Clock::now() + std::chrono::seconds(seconds);
+        }
+        running = waitpid(child, &status, WNOHANG) != child;
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    kill(child, SIGKILL);
-    waitpid(child, &status, 0);
-    return true;
+    if (running) {
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+    }
+    return running && timing;
+}
+
+template <typename Work>
+bool keepsRunning(Work work, int seconds)
+{
+    return keepsRunning(work, seconds, [] { return true; });
 }
 
 class DeviceIteratorTest : public DeviceTest {};
@@ -189,7 +204,7 @@ TEST_F(DeviceIteratorTest, SubDeviceCountZeroKeepsTheGroupingPassRunning)
             QuorvaleIteratorRec* iterator = CreateQuorvaleIterator();
             ReleaseQuorvaleIterator(iterator);
         },
-        2));
+        2, [this] { return card.requestsFor("dv0").size() >= 2 && card.requestsFor("dv1").size() >= 2; }));
     // The child got as far as probing both nodes before the pass took hold.
     EXPECT_EQ(card.requestsFor("dv0").size(), 2u);
     EXPECT_EQ(card.requestsFor("dv1").size(), 2u);

@@ -113,7 +113,7 @@ TEST_F(DiscoveryFaultTest, CancellationDuringTheWaitReleasesTheMutex)
     notifier.cancelWaitForNotifications();
     EXPECT_EQ(notifier.waitState, 0u);
     EXPECT_EQ(notifier.delegate, nullptr);
-    EXPECT_EQ(processHoldings().threads, threads);
+    EXPECT_EQ(settledHoldings(threads).threads, threads);
 
     RawSegment raw;
     EXPECT_EQ(raw.u32(expectedLayout().mutex), 0u);  // unlocked, not abandoned
@@ -175,7 +175,7 @@ TEST_F(DiscoveryFaultTest, DisconnectStopsTheListenerAndReleasesEverything)
     ASSERT_TRUE(notifier.waitForNotifications(&recorder));
     EXPECT_EQ(processHoldings().threads, before.threads + 1);
     notifier.disconnect();
-    const ProcessHoldings after = processHoldings();
+    const ProcessHoldings after = settledHoldings(before.threads);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(notifier.waitState, 0u);
@@ -196,7 +196,7 @@ TEST_F(DiscoveryFaultTest, DestructorDisconnects)
         EXPECT_EQ(processHoldings().descriptors, before.descriptors + 1);
         EXPECT_EQ(processHoldings().threads, before.threads + 1);
     }
-    const ProcessHoldings after = processHoldings();
+    const ProcessHoldings after = settledHoldings(before.threads);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.descriptors, before.descriptors);
 }

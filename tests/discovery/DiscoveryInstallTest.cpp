@@ -132,7 +132,7 @@ TEST_F(DiscoveryInstallTest, InstallAndRemoveAThousandTimesLeakNothing)
         }
         RemoveQuorvaleNotificationCallback(handle);
     }
-    const ProcessHoldings after = processHoldings();
+    const ProcessHoldings after = settledHoldings(before.threads);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.descriptors, before.descriptors);
     EXPECT_EQ(after.segmentMappings, 0);
@@ -152,7 +152,7 @@ TEST_F(DiscoveryInstallTest, FailedInstallStillReturnsTheHandleAndRemovingItIsHa
     ASSERT_NE(handle, nullptr);  // callers are not told
     EXPECT_EQ(handle->notifier, nullptr);  // already released
     EXPECT_EQ(handle->delegate, nullptr);
-    const ProcessHoldings after = processHoldings();
+    const ProcessHoldings after = settledHoldings(before.threads);
     EXPECT_EQ(after.threads, before.threads);
     EXPECT_EQ(after.descriptors, before.descriptors);
     // The caller's own release of it (the second) frees it without harm; the

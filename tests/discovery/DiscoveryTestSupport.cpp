@@ -353,4 +353,12 @@ ProcessHoldings processHoldings()
             countLines("/proc/self/maps", expectedLayout().name + 1)};
 }
 
+ProcessHoldings settledHoldings(int expectedThreads)
+{
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    while (countEntries("/proc/self/task") != expectedThreads && Clock::now() < deadline)
+        usleep(1000);
+    return processHoldings();
+}
+
 }  // namespace discoverytest

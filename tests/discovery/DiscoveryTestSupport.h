@@ -118,6 +118,10 @@ constexpr bool kAllMappingsCountable = false;
 constexpr bool kAllMappingsCountable = true;
 #endif
 ProcessHoldings processHoldings();
+// The holdings once the thread count is `expectedThreads` (or after 5 s):
+// pthread_join returns as soon as a thread has left user space, a moment
+// before the kernel drops its task from /proc.
+ProcessHoldings settledHoldings(int expectedThreads);
 
 // Removes the shared object before and after each test: its name is global.
 class DiscoveryTest : public ::testing::Test {
