@@ -174,7 +174,7 @@ private slots:
         for (SignalNotifier* notifier : {terminate, interrupt, hangup})
             connect(notifier, SIGNAL(raised()), QCoreApplication::instance(), SLOT(quit()));
         QTimer::singleShot(0, [] { kill(getpid(), SIGHUP); });
-        QTimer::singleShot(5000, [] { QCoreApplication::exit(99); });
+        QTimer::singleShot(20000, [] { QCoreApplication::exit(99); });
         const int result = QCoreApplication::exec();
         for (SignalNotifier* notifier : {terminate, interrupt, hangup})
             disconnect(notifier, SIGNAL(raised()), QCoreApplication::instance(), SLOT(quit()));

@@ -21,7 +21,7 @@ constexpr int kWatchdog = -99;
 
 // Runs dialog.exec(); `action` runs once from inside the modal loop, with the
 // dialog shown. A watchdog ends a dialog that the action left open.
-inline int execWith(QDialog& dialog, std::function<void()> action, int watchdogMs = 5000)
+inline int execWith(QDialog& dialog, std::function<void()> action, int watchdogMs = 20000)
 {
     QTimer::singleShot(0, &dialog, [action]() { action(); });
     QTimer::singleShot(watchdogMs, &dialog, [&dialog]() { dialog.done(kWatchdog); });
@@ -39,7 +39,7 @@ inline void closeFromWindowManager(QWidget& widget)
 // Waits, from a modal loop started later, for a modal dialog of type T and
 // hands it to `action`.
 template <typename T>
-void whenModal(std::function<void(T*)> action, int watchdogMs = 5000)
+void whenModal(std::function<void(T*)> action, int watchdogMs = 20000)
 {
     auto* poll = new QTimer();
     auto* elapsed = new int(0);

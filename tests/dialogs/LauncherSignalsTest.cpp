@@ -92,20 +92,20 @@ private slots:
         UpdateProgressDialog dialog{Device()};
         QVERIFY2(LauncherProgress::isLoaded(), "the launcher library did not load");
         QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").contains(true),
-                                  qPrintable(m_launcher.dump()), 5000);
+                                  qPrintable(m_launcher.dump()), 15000);
 
         const int result = execWith(dialog, [this, &dialog]() {
             dialog.updateProgress(99.9);
             QCOMPARE(dialog.findChild<QProgressBar*>()->value(), 99);
-            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(0.999), qPrintable(m_launcher.dump()), 5000);
+            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(0.999), qPrintable(m_launcher.dump()), 15000);
             QVERIFY(m_launcher.valuesOf("progress").contains(QVariant(99.9 / 100.0)));
             dialog.updateComplete(true);
-        }, 15000);
+        }, 40000);
         QCOMPARE(result, 1);
 
         QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.valuesOf("urgent").contains(true),
-                                  qPrintable(m_launcher.dump()), 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").last(), QVariant(false), 5000);
+                                  qPrintable(m_launcher.dump()), 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").last(), QVariant(false), 15000);
 
         const QVariantList visible = m_launcher.valuesOf("progress-visible");
         QCOMPARE(visible.first(), QVariant(true));
@@ -121,16 +121,16 @@ private slots:
         m_launcher.updates.clear();
         UpdateProgressDialog dialog{Device()};
         QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").contains(true),
-                                  qPrintable(m_launcher.dump()), 5000);
+                                  qPrintable(m_launcher.dump()), 15000);
         const int result = execWith(dialog, [this, &dialog]() {
             dialog.updateProgress(150.0);
-            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(1.5), qPrintable(m_launcher.dump()), 5000);
+            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(1.5), qPrintable(m_launcher.dump()), 15000);
             dialog.updateProgress(-25.0);
-            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(-0.25), qPrintable(m_launcher.dump()), 5000);
+            QTRY_VERIFY2_WITH_TIMEOUT(m_launcher.sawProgress(-0.25), qPrintable(m_launcher.dump()), 15000);
             dialog.updateComplete(false);
-        }, 15000);
+        }, 40000);
         QCOMPARE(result, 0);
-        QTRY_COMPARE_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").last(), QVariant(false), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_launcher.valuesOf("progress-visible").last(), QVariant(false), 15000);
         qInfo("%s", qPrintable(m_launcher.dump()));
     }
 };

@@ -126,7 +126,7 @@ private slots:
         SignalRecorder recorder(tool());
         QVERIFY(harness().script(QStringLiteral("update"), QStringLiteral("*"), {QStringLiteral("exit 0")}));
         tool().updateFirmware(device);
-        QTRY_COMPARE(recorder.completions(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.completions(), 1, 20000);
         const QList<QStringList> expected = {
             {QStringLiteral("-gui"), QStringLiteral("update"), QStringLiteral("/dev/vantorix/card 2")}};
         QCOMPARE(harness().updater().runs(), expected);
@@ -253,7 +253,7 @@ private slots:
         QVERIFY(scriptUpdate({QStringLiteral("hang")}));
         SignalRecorder recorder(tool());
         tool().updateFirmware(card());
-        QTRY_COMPARE(harness().updater().runs().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(harness().updater().runs().size(), 1, 20000);
         QCOMPARE(harness().liveProcesses(), 1);
         // Deleting the running process makes Qt kill it and say so.
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^QProcess: Destroyed while process")));
@@ -271,7 +271,7 @@ private slots:
         SignalRecorder recorder(tool());
         tool().updateFirmware(card());
         QCOMPARE(harness().liveProcesses(), 1);
-        QTRY_COMPARE(recorder.completions(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.completions(), 1, 20000);
         QCOMPARE(harness().liveProcesses(), 0);
     }
 
@@ -289,7 +289,7 @@ private slots:
         QCOMPARE(harness().updater().runs().size(), 1);
         QThread::msleep(300);
         QCOMPARE(recorder.events(), QStringList());
-        QTRY_COMPARE(recorder.completions(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.completions(), 1, 20000);
         QCOMPARE(recorder.events(), expectedEvents({5}, true));
     }
 
