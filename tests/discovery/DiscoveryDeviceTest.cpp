@@ -51,8 +51,7 @@ struct OpenedArrivals {
 
     bool awaitCount(size_t wanted)
     {
-        for (int attempt = 0; attempt < 2000 && count() < wanted; ++attempt)
-            usleep(5000);
+        eventually([this, wanted] { return count() >= wanted; });
         return count() == wanted;
     }
 };
@@ -145,8 +144,7 @@ TEST_F(DiscoveryDeviceTest, RemovalOfAPresentCardLeavesItsDeviceOpen)
     ASSERT_EQ(poster.ask("notify dv6 0"), "notify 1");
     // The poster may take the mutex again before the woken listener does, so
     // wait for the listener's open rather than for the mutex.
-    for (int attempt = 0; attempt < 2000 && openNodes("dv6") == 0; ++attempt)
-        usleep(5000);
+    eventually([] { return openNodes("dv6") != 0; });
     ASSERT_EQ(poster.ask("lock"), "lock 0");  // the listener let go of the mutex
     ASSERT_EQ(poster.ask("unlock"), "unlock 0");
     EXPECT_TRUE(poster.finish());

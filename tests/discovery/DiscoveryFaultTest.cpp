@@ -32,8 +32,7 @@ protected:
     // into its condition wait, the only place where it gives the mutex back.
     void awaitWaitingListener(Recorder& recorder, int count)
     {
-        for (int attempt = 0; attempt < 1000 && recorder.arrivals < count; ++attempt)
-            usleep(5000);
+        eventually([&recorder, count] { return recorder.arrivals >= count; }, 5000);
         ASSERT_EQ(recorder.arrivals, count);
         ASSERT_EQ(notifier.lock(), 0);
         ASSERT_EQ(notifier.unlock(), 0);

@@ -1,6 +1,5 @@
 // The exported install and remove calls, and the arrival delegate.
 #include <signal.h>
-#include <unistd.h>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -30,12 +29,7 @@ struct Arrivals {
 
     bool awaitCount(size_t wanted)
     {
-        for (int attempt = 0; attempt < 1000; ++attempt) {
-            if (count() >= wanted)
-                return count() == wanted;
-            usleep(5000);
-        }
-        return false;
+        return eventually([this, wanted] { return count() >= wanted; }, 5000) && count() == wanted;
     }
 };
 

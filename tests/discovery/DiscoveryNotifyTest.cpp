@@ -1,6 +1,4 @@
 // Posting, with the listener in another process.
-#include <unistd.h>
-
 #include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
@@ -38,15 +36,14 @@ protected:
     template <typename Recorder>
     bool awaitRecorded(Recorder& recorder, size_t count)
     {
-        for (int attempt = 0; attempt < 1000; ++attempt) {
+        size_t seen = 0;
+        eventually([&] {
             poster.lock();
-            const size_t seen = recorder.nodes.size();
+            seen = recorder.nodes.size();
             poster.unlock();
-            if (seen >= count)
-                return seen == count;
-            usleep(10000);
-        }
-        return false;
+            return seen >= count;
+        });
+        return seen == count;
     }
 
     QuorvaleDeviceDiscoveryNotifier poster;

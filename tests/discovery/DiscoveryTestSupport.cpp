@@ -216,6 +216,17 @@ int remainingMs(Clock::time_point deadline)
 }
 }  // namespace
 
+bool eventually(const std::function<bool()>& condition, int timeoutMs)
+{
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!condition()) {
+        if (Clock::now() >= deadline)
+            return false;
+        usleep(1000);
+    }
+    return true;
+}
+
 std::string Peer::answer(int timeoutMs)
 {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -294,13 +305,7 @@ bool allThreadsStopped(pid_t pid)
 bool Peer::stop()
 {
     signal(SIGSTOP);
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
-    while (!allThreadsStopped(m_pid)) {
-        if (Clock::now() >= deadline)
-            return false;
-        usleep(1000);
-    }
-    return true;
+    return eventually([this] { return allThreadsStopped(m_pid); });
 }
 
 int Peer::wait()
@@ -355,9 +360,7 @@ ProcessHoldings processHoldings()
 
 ProcessHoldings settledHoldings(int expectedThreads)
 {
-    const auto deadline = Clock::now() + std::chrono::seconds(5);
-    while (countEntries("/proc/self/task") != expectedThreads && Clock::now() < deadline)
-        usleep(1000);
+    eventually([expectedThreads] { return countEntries("/proc/self/task") == expectedThreads; }, 5000);
     return processHoldings();
 }
 

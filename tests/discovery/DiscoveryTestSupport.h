@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -60,6 +61,10 @@ struct Delivery {
     std::string node;
     long long nanoseconds = 0;
 };
+
+// Polls `condition` every millisecond until it holds or `timeoutMs` has
+// passed; returns whether it held.
+bool eventually(const std::function<bool()>& condition, int timeoutMs = 10000);
 
 // A helper process of the device family (the discovery_peer program).
 class Peer {

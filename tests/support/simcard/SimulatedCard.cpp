@@ -670,6 +670,8 @@ std::size_t settledDescriptorCount(std::size_t expected, int timeoutMs)
     return count;
 }
 
+namespace {
+// The count once it has stayed the same for a moment.
 std::size_t steadyDescriptorCount()
 {
     std::size_t count = openDescriptorCount();
@@ -682,6 +684,7 @@ std::size_t steadyDescriptorCount()
     }
     return count;
 }
+}  // namespace
 
 std::size_t baselineDescriptorCount()
 {

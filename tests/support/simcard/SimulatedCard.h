@@ -203,8 +203,6 @@ std::size_t openDescriptorCount();
 // closes its side of a device connection asynchronously); returns the last
 // count seen.
 std::size_t settledDescriptorCount(std::size_t expected, int timeoutMs = 10000);
-// The count once it has stayed the same for a moment.
-std::size_t steadyDescriptorCount();
 // The count to compare with after a test: every node of /dev/vantorix is
 // opened and closed once first, so that what the emulation creates on a
 // node's first connection, and keeps, is already counted.
