@@ -2,7 +2,8 @@
 # The whole test suite, from a fresh clone: installs what is missing, makes the
 # i386 sysroot, then configures, builds and tests the i386 product build, the
 # native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
-# ThreadSanitizer.
+# ThreadSanitizer. Ends with one line: "N passed, M failed" over all builds
+# (a build that does not configure or compile counts as one failure).
 #
 #   scripts/test-all.sh [preset ...]     (default: i386 native asan tsan)
 set -euo pipefail
@@ -12,30 +13,68 @@ presets=("$@")
 [ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan)
 
 scripts/install-deps.sh
+i386_execution=""
 for preset in "${presets[@]}"; do
-  [ "$preset" = i386 ] && scripts/make-i386-sysroot.sh build/sysroot-i386
+  if [ "$preset" = i386 ]; then
+    scripts/make-i386-sysroot.sh build/sysroot-i386
+    i386_execution=$(scripts/enable-i386-execution.sh)
+  fi
 done
 
+# Under qemu's user emulation (a machine whose kernel runs no 32-bit code) a
+# 32-bit Qt program cannot start processes ("QSocketNotifier: Invalid socket"),
+# so the tests that drive the updater or the program as processes are left to
+# the x86_64 builds there.
+emulation_excluded='updater|app|endtoend|dialogs'
+
 status=0
+passed=0
+failed=0
 summary=()
 failures=()
 for preset in "${presets[@]}"; do
+  log="build/$preset/ctest.log"
   echo "=== $preset: configure and build"
-  cmake --preset "$preset" > "build-$preset.configure.log" 2>&1 || {
-    cat "build-$preset.configure.log"; exit 1; }
-  rm -f "build-$preset.configure.log"
-  cmake --build --preset "$preset"
-  echo "=== $preset: test"
-  if ctest --preset "$preset" 2>&1 | tee "build/$preset/ctest.log"; then
-    summary+=("$preset: $(grep -E 'tests passed' "build/$preset/ctest.log" | tail -n1)")
+  mkdir -p build
+  if ! cmake --preset "$preset" > "build/$preset.configure.log" 2>&1; then
+    cat "build/$preset.configure.log"
+    status=1; failed=$((failed + 1)); summary+=("$preset: configure FAILED"); continue
+  fi
+  rm -f "build/$preset.configure.log"
+  if ! cmake --build --preset "$preset"; then
+    status=1; failed=$((failed + 1)); summary+=("$preset: build FAILED"); continue
+  fi
+
+  ctest_args=(--preset "$preset")
+  note=""
+  if [ "$preset" = i386 ] && [ "$i386_execution" = emulated ]; then
+    ctest_args+=(-LE "$emulation_excluded")
+    note=" (under qemu-i386: labels $emulation_excluded left to the x86_64 builds)"
+    # The kernel sees a 64-bit process, so ext4 hands out 64-bit directory
+    # offsets that a 32-bit readdir refuses; tmpfs numbers entries small.
+    mkdir -p build/i386-tmp
+    mountpoint -q build/i386-tmp || mount -t tmpfs -o size=2g tmpfs build/i386-tmp
+    export TMPDIR="$PWD/build/i386-tmp"
+  fi
+  echo "=== $preset: test$note"
+  if ctest "${ctest_args[@]}" 2>&1 | tee "$log"; then
+    result=""
   else
-    status=1
-    summary+=("$preset: FAILED ($(grep -E 'tests passed' "build/$preset/ctest.log" | tail -n1))")
-    failed_log="build/$preset/Testing/Temporary/LastTestsFailed.log"
-    [ -f "$failed_log" ] && while IFS= read -r line; do
-      summary+=("    failed: ${line#*:}")
-    done < "$failed_log"
-    failures+=("$preset")
+    status=1; result="FAILED "; failures+=("$preset")
+  fi
+  unset TMPDIR
+  counts=$(grep -E '^[0-9]+% tests passed, [0-9]+ tests? failed out of [0-9]+' "$log" | tail -n1 || true)
+  if [ -n "$counts" ]; then
+    total=$(sed -E 's/.* out of ([0-9]+).*/\1/' <<< "$counts")
+    bad=$(sed -E 's/.*passed, ([0-9]+) tests? failed.*/\1/' <<< "$counts")
+    passed=$((passed + total - bad)); failed=$((failed + bad))
+  else
+    status=1; failed=$((failed + 1)); counts="no test results"
+  fi
+  summary+=("$preset: $result$counts$note")
+  failed_log="build/$preset/Testing/Temporary/LastTestsFailed.log"
+  if [ -n "$result" ] && [ -f "$failed_log" ]; then
+    while IFS= read -r line; do summary+=("    failed: ${line#*:}"); done < "$failed_log"
   fi
 done
 
@@ -53,4 +92,5 @@ done
 echo
 echo "=== summary"
 printf '%s\n' "${summary[@]}"
+echo "$passed passed, $failed failed"
 exit $status
