@@ -34,7 +34,7 @@ uint32_t hardwareValue(double decibels)
 int getDigitalScale(QuorvaleInstanceRec* rec, int req, double* decibels)
 {
     uint32_t value = 0;
-    const int status = readScalars(rec, req, &value);
+    const int status = readWord(rec, req, &value);
     if (status == 0)
         storeGain(value, decibels);
     return status;
@@ -90,7 +90,7 @@ int GetDigitalAudioOutputScale(QuorvaleInstanceRec* rec, double* decibels)
 
 int SetDigitalAudioOutputScale(QuorvaleInstanceRec* rec, double decibels)
 {
-    return writeScalars(rec, 0x94F, hardwareValue(decibels));
+    return writeWord(rec, 0x94F, hardwareValue(decibels));
 }
 
 int GetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double* decibels)
@@ -100,7 +100,7 @@ int GetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double* decibels)
 
 int SetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double decibels)
 {
-    return writeScalars(rec, 0x94E, hardwareValue(decibels));
+    return writeWord(rec, 0x94E, hardwareValue(decibels));
 }
 
 int GetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double* first, double* second,

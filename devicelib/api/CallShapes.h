@@ -55,6 +55,36 @@ inline void storeScalars(const unsigned long long* values, Out*... outs)
     (storeScalar(values[i++], outs), ...);
 }
 
+// One unsigned int or one byte goes through the transport's own narrow
+// operation, not the array one with a count of 1: a derived transport may
+// override either.
+// writeScalar(req, unsigned int) / writeScalar(req, unsigned char).
+inline int writeWord(QuorvaleInstanceRec* rec, int req, uint32_t value)
+{
+    return withTransport(rec, [&](IoctlMessageUser& t) {
+        return t.writeScalar(req, static_cast<unsigned int>(value));
+    });
+}
+
+inline int writeFlag(QuorvaleInstanceRec* rec, int req, uint8_t value)
+{
+    return withTransport(rec, [&](IoctlMessageUser& t) {
+        return t.writeScalar(req, static_cast<unsigned char>(value));
+    });
+}
+
+// readScalar(req, unsigned int*) / readScalar(req, unsigned char*): the
+// transport writes the caller's output itself, on success only.
+inline int readWord(QuorvaleInstanceRec* rec, int req, uint32_t* out)
+{
+    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, out); });
+}
+
+inline int readFlag(QuorvaleInstanceRec* rec, int req, uint8_t* out)
+{
+    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, out); });
+}
+
 // Input scalars of a write-and-read request, packed in argument order.
 template <std::size_t N>
 struct ScalarInputs {

@@ -10,12 +10,12 @@ extern "C" {
 
 int Set3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t format)
 {
-    return writeScalars(rec, 0x99C, format);
+    return writeWord(rec, 0x99C, format);
 }
 
 int Get3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t* format)
 {
-    return readScalars(rec, 0x99B, format);
+    return readWord(rec, 0x99B, format);
 }
 
 int GetAPINotification(QuorvaleInstanceRec* rec, void* buffer, uint32_t* size)
@@ -42,7 +42,7 @@ int WriteFPGARegister(QuorvaleInstanceRec* rec, uint32_t address, uint32_t value
 
 int SetAlphaBlendModeOn(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return writeScalars(rec, 0x9B0, mode);
+    return writeWord(rec, 0x9B0, mode);
 }
 
 int SetAlphaBlendModeOff(QuorvaleInstanceRec* rec)
@@ -52,17 +52,17 @@ int SetAlphaBlendModeOff(QuorvaleInstanceRec* rec)
 
 int SetGlobalAlphaLevel(QuorvaleInstanceRec* rec, uint32_t level)
 {
-    return writeScalars(rec, 0x9B2, level);
+    return writeWord(rec, 0x9B2, level);
 }
 
 int PerformBlendRampUp(QuorvaleInstanceRec* rec, uint32_t duration)
 {
-    return writeScalars(rec, 0x9B3, duration);
+    return writeWord(rec, 0x9B3, duration);
 }
 
 int PerformBlendRampDown(QuorvaleInstanceRec* rec, uint32_t duration)
 {
-    return writeScalars(rec, 0x9B4, duration);
+    return writeWord(rec, 0x9B4, duration);
 }
 
 int SetAutoBlendSettings(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
@@ -72,19 +72,19 @@ int SetAutoBlendSettings(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint3
 
 int SetQuorvaleIdleVideoOutputOperation(QuorvaleInstanceRec* rec, uint32_t operation)
 {
-    return writeScalars(rec, 0x9D0, operation);
+    return writeWord(rec, 0x9D0, operation);
 }
 
 int GetQuorvaleIdleVideoOutputOperation(QuorvaleInstanceRec* rec, uint32_t* operation)
 {
-    return readScalars(rec, 0x9D1, operation);
+    return readWord(rec, 0x9D1, operation);
 }
 
 // Kept on the idle-operation request, written rather than read: this is what
 // the drivers have always received for it.
 int SetAudioMeterMode(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return writeScalars(rec, 0x9D1, mode);
+    return writeWord(rec, 0x9D1, mode);
 }
 
 int GetStatusInfo(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d,

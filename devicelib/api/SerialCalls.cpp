@@ -23,7 +23,7 @@ extern "C" {
 
 int SerialOpen(QuorvaleInstanceRec* rec, uint32_t settings)
 {
-    return writeScalars(rec, 0x9D7, settings);
+    return writeWord(rec, 0x9D7, settings);
 }
 
 int SerialClose(QuorvaleInstanceRec* rec)
@@ -100,12 +100,12 @@ int SerialReadWithInterrupt(QuorvaleInstanceRec* rec, void* buffer, uint32_t len
 
 int SerialGetInterruptCount(QuorvaleInstanceRec* rec, uint32_t* count)
 {
-    return readScalars(rec, 0x9DD, count);
+    return readWord(rec, 0x9DD, count);
 }
 
 int SerialSetRxTxSwapState(QuorvaleInstanceRec* rec, uint8_t swapped)
 {
-    return writeScalars(rec, 0x9DE, swapped);
+    return writeFlag(rec, 0x9DE, swapped);
 }
 
 int SerialGetRxTxSwapState(QuorvaleInstanceRec* rec, uint8_t* swapped)

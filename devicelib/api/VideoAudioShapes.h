@@ -1,6 +1,5 @@
-// Shapes of the playback, capture and audio calls beyond the scalar arrays of
-// CallShapes.h: bare requests, the single-value narrow operations (whose
-// caller pointer goes straight to the transport) and fixed-size structures.
+// Shapes of the playback, capture and audio calls beyond those of
+// CallShapes.h: bare requests, a flag query and fixed-size structures.
 #ifndef QUORVALE_VIDEO_AUDIO_SHAPES_H
 #define QUORVALE_VIDEO_AUDIO_SHAPES_H
 
@@ -15,33 +14,6 @@ namespace quorvale {
 inline int bareRequest(QuorvaleInstanceRec* rec, int req)
 {
     return withTransport(rec, [&](IoctlMessageUser& t) { return t.call(req); });
-}
-
-// writeScalar(req, unsigned int) / writeScalar(req, unsigned char).
-inline int writeWord(QuorvaleInstanceRec* rec, int req, uint32_t value)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) {
-        return t.writeScalar(req, static_cast<unsigned int>(value));
-    });
-}
-
-inline int writeFlag(QuorvaleInstanceRec* rec, int req, uint8_t value)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) {
-        return t.writeScalar(req, static_cast<unsigned char>(value));
-    });
-}
-
-// readScalar(req, unsigned int*) / readScalar(req, unsigned char*): the
-// transport writes the caller's output itself, on success only.
-inline int readWord(QuorvaleInstanceRec* rec, int req, uint32_t* out)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, out); });
-}
-
-inline int readFlag(QuorvaleInstanceRec* rec, int req, uint8_t* out)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, out); });
 }
 
 // writeScalarReadScalar(req, unsigned int, unsigned char*).
