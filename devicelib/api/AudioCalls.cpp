@@ -1,6 +1,6 @@
 // Audio playback and capture calls.
 #include "QuorvaleVideoAudio.h"
-#include "VideoAudioShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 

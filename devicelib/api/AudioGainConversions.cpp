@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "MaintenanceShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 
@@ -34,7 +34,7 @@ uint32_t hardwareValue(double decibels)
 int getDigitalScale(QuorvaleInstanceRec* rec, int req, double* decibels)
 {
     uint32_t value = 0;
-    const int status = readScalars(rec, req, &value);
+    const int status = readWord(rec, req, &value);
     if (status == 0)
         storeGain(value, decibels);
     return status;
@@ -85,22 +85,22 @@ int32_t ConvertAudioGainToHardwareValue(double decibels)
 
 int GetDigitalAudioOutputScale(QuorvaleInstanceRec* rec, double* decibels)
 {
-    return getDigitalScale(rec, 0x956, decibels);
+    return getDigitalScale(rec, req::GetDigitalAudioOutputScale, decibels);
 }
 
 int SetDigitalAudioOutputScale(QuorvaleInstanceRec* rec, double decibels)
 {
-    return writeScalars(rec, 0x94F, hardwareValue(decibels));
+    return writeWord(rec, req::SetDigitalAudioOutputScale, hardwareValue(decibels));
 }
 
 int GetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double* decibels)
 {
-    return getDigitalScale(rec, 0x955, decibels);
+    return getDigitalScale(rec, req::GetDigitalAudioInputScale, decibels);
 }
 
 int SetDigitalAudioInputScale(QuorvaleInstanceRec* rec, double decibels)
 {
-    return writeScalars(rec, 0x94E, hardwareValue(decibels));
+    return writeWord(rec, req::SetDigitalAudioInputScale, hardwareValue(decibels));
 }
 
 int GetAnalogAudioOutputScale(QuorvaleInstanceRec* rec, double* first, double* second,

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "QuorvaleVideoAudio.h"
-#include "VideoAudioShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 

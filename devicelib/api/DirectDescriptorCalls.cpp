@@ -9,47 +9,14 @@
 
 #include "MaintenanceRecords.h"
 #include "QuorvaleInstanceRec.h"
+#include "Requests.h"
 
 using namespace quorvale;
 
 namespace {
 
-enum DirectRequest : unsigned long {
-    kSelectStereoChannelPair = 0x93C,
-    kAvailableSampleSpace = 0x935,
-    kInsertSyncMarker = 0x91A,
-    kWrite1DLookupTable = 0x98A,
-    kRead1DLookupTable = 0x98B,
-    kWrite3DLookupTable = 0x98C,
-    kRead3DLookupTable = 0x98D,
-    kReinitialiseHardware = 0x995,
-    kSetLowSpeedFan = 0x997,
-    kGetLowSpeedFan = 0x998,
-    kReadConfigurationRegister = 0x9A4,
-    kWriteConfigurationRegister = 0x9A5,
-    kGetDVIBlueOnly = 0x9C0,
-    kSetDVIBlueOnly = 0x9C1,
-    kGetDVIInterlaceSimulation = 0x9C2,
-    kSetDVIInterlaceSimulation = 0x9C3,
-    kGetDVIForceEDIDOverride = 0x9C4,
-    kSetDVIForceEDIDOverride = 0x9C5,
-    kGetDVIScaleIllegalYUV = 0x9C6,
-    kSetDVIScaleIllegalYUV = 0x9C7,
-    kGetDVISDScaling = 0x9C8,
-    kSetDVISDScaling = 0x9C9,
-    kGetDVIScaleToFitScreen = 0x9CA,
-    kSetDVIScaleToFitScreen = 0x9CB,
-    kSetAudioMeterBrightness = 0x9D3,
-    kWriteOEMPromSegment = 0x9D5,
-    kReadOEMPromSegment = 0x9D6,
-    kForceUSB2 = 0x9E1,
-    kUSBConnectionProperties = 0x9E2,
-    kGetBypassState = 0xA00,
-    kSetBypassState = 0xA01,
-};
-
 // The one ioctl; its result (0, or -1 on failure) is the status.
-int direct(QuorvaleInstanceRec* rec, DirectRequest request, const void* argument)
+int direct(QuorvaleInstanceRec* rec, int request, const void* argument)
 {
     if (rec == nullptr)
         return kQuorvaleBadArgument;
@@ -57,13 +24,13 @@ int direct(QuorvaleInstanceRec* rec, DirectRequest request, const void* argument
 }
 
 // Set: the driver reads the value through its address.
-int setValue(QuorvaleInstanceRec* rec, DirectRequest request, uint32_t value)
+int setValue(QuorvaleInstanceRec* rec, int request, uint32_t value)
 {
     return direct(rec, request, &value);
 }
 
 // Get: the driver writes straight into the caller's output.
-int getValue(QuorvaleInstanceRec* rec, DirectRequest request, uint32_t* out)
+int getValue(QuorvaleInstanceRec* rec, int request, uint32_t* out)
 {
     if (rec == nullptr || out == nullptr)
         return kQuorvaleBadArgument;
@@ -79,7 +46,7 @@ uint32_t tableAddress(const void* table)
 
 // Read variants: the driver answers in the record, enable is its first word.
 template <typename Record>
-int readLookupTable(QuorvaleInstanceRec* rec, DirectRequest request, Record record, uint8_t* enable)
+int readLookupTable(QuorvaleInstanceRec* rec, int request, Record record, uint8_t* enable)
 {
     const int status = direct(rec, request, &record);
     if (status == 0 && enable != nullptr)
@@ -93,107 +60,107 @@ extern "C" {
 
 int GetDeviceUSBConnectionProperties(QuorvaleInstanceRec* rec, void* properties)
 {
-    return direct(rec, kUSBConnectionProperties, properties);
+    return direct(rec, req::GetDeviceUSBConnectionProperties, properties);
 }
 
 int ForceDeviceToUSB2(QuorvaleInstanceRec* rec)
 {
-    return direct(rec, kForceUSB2, nullptr);
+    return direct(rec, req::ForceDeviceToUSB2, nullptr);
 }
 
 int SetBypassState(QuorvaleInstanceRec* rec, uint32_t state)
 {
-    return setValue(rec, kSetBypassState, state);
+    return setValue(rec, req::SetBypassState, state);
 }
 
 int GetBypassState(QuorvaleInstanceRec* rec, uint32_t* state)
 {
-    return getValue(rec, kGetBypassState, state);
+    return getValue(rec, req::GetBypassState, state);
 }
 
 int ReadOEMPromSegment(QuorvaleInstanceRec* rec, void* segment)
 {
-    return direct(rec, kReadOEMPromSegment, segment);
+    return direct(rec, req::ReadOEMPromSegment, segment);
 }
 
 int WriteOEMPromSegment(QuorvaleInstanceRec* rec, const void* segment)
 {
-    return direct(rec, kWriteOEMPromSegment, segment);
+    return direct(rec, req::WriteOEMPromSegment, segment);
 }
 
 int SetAudioMeterBrightness(QuorvaleInstanceRec* rec, uint32_t brightness)
 {
-    return setValue(rec, kSetAudioMeterBrightness, brightness);
+    return setValue(rec, req::SetAudioMeterBrightness, brightness);
 }
 
 int SetDVIOutputScaleToFitScreen(QuorvaleInstanceRec* rec, uint32_t on)
 {
-    return setValue(rec, kSetDVIScaleToFitScreen, on);
+    return setValue(rec, req::SetDVIOutputScaleToFitScreen, on);
 }
 
 int GetDVIOutputScaleToFitScreen(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetDVIScaleToFitScreen, on);
+    return getValue(rec, req::GetDVIOutputScaleToFitScreen, on);
 }
 
 int SetDVIOutputSDScaling(QuorvaleInstanceRec* rec, uint32_t scaling)
 {
-    return setValue(rec, kSetDVISDScaling, scaling);
+    return setValue(rec, req::SetDVIOutputSDScaling, scaling);
 }
 
 int GetDVIOutputSDScaling(QuorvaleInstanceRec* rec, uint32_t* scaling)
 {
-    return getValue(rec, kGetDVISDScaling, scaling);
+    return getValue(rec, req::GetDVIOutputSDScaling, scaling);
 }
 
 int SetDVIOutputScaleIllegalYUV(QuorvaleInstanceRec* rec, uint32_t on)
 {
-    return setValue(rec, kSetDVIScaleIllegalYUV, on);
+    return setValue(rec, req::SetDVIOutputScaleIllegalYUV, on);
 }
 
 int GetDVIOutputScaleIllegalYUV(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetDVIScaleIllegalYUV, on);
+    return getValue(rec, req::GetDVIOutputScaleIllegalYUV, on);
 }
 
 int SetDVIOutputForceEDIDOverride(QuorvaleInstanceRec* rec, uint32_t on)
 {
-    return setValue(rec, kSetDVIForceEDIDOverride, on);
+    return setValue(rec, req::SetDVIOutputForceEDIDOverride, on);
 }
 
 int GetDVIOutputForceEDIDOverride(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetDVIForceEDIDOverride, on);
+    return getValue(rec, req::GetDVIOutputForceEDIDOverride, on);
 }
 
 int SetDVIOutputInterlaceSimulation(QuorvaleInstanceRec* rec, uint32_t on)
 {
-    return setValue(rec, kSetDVIInterlaceSimulation, on);
+    return setValue(rec, req::SetDVIOutputInterlaceSimulation, on);
 }
 
 int GetDVIOutputInterlaceSimulation(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetDVIInterlaceSimulation, on);
+    return getValue(rec, req::GetDVIOutputInterlaceSimulation, on);
 }
 
 int SetDVIOutputBlueOnly(QuorvaleInstanceRec* rec, uint32_t on)
 {
-    return setValue(rec, kSetDVIBlueOnly, on);
+    return setValue(rec, req::SetDVIOutputBlueOnly, on);
 }
 
 int GetDVIOutputBlueOnly(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetDVIBlueOnly, on);
+    return getValue(rec, req::GetDVIOutputBlueOnly, on);
 }
 
 int WriteConfigurationRegister(QuorvaleInstanceRec* rec, uint32_t value)
 {
-    return setValue(rec, kWriteConfigurationRegister, value);
+    return setValue(rec, req::WriteConfigurationRegister, value);
 }
 
 int ReadConfigurationRegister(QuorvaleInstanceRec* rec, uint32_t* value)
 {
-    return getValue(rec, kReadConfigurationRegister, value);
+    return getValue(rec, req::ReadConfigurationRegister, value);
 }
 
 int Write3DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t enable, const void* table,
@@ -202,7 +169,7 @@ int Write3DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t enable, cons
     if (rec == nullptr || size != k3DLookupTableSize)
         return kQuorvaleBadArgument;
     const LookupTable3DRec record{enable, tableAddress(table)};
-    return direct(rec, kWrite3DLookupTable, &record);
+    return direct(rec, req::Write3DVideoOutputLookupTable, &record);
 }
 
 int Read3DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t* enable, void* table,
@@ -210,50 +177,50 @@ int Read3DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t* enable, void
 {
     if (rec == nullptr || size != k3DLookupTableSize)
         return kQuorvaleBadArgument;
-    return readLookupTable(rec, kRead3DLookupTable, LookupTable3DRec{0, tableAddress(table)}, enable);
+    return readLookupTable(rec, req::Read3DVideoOutputLookupTable, LookupTable3DRec{0, tableAddress(table)}, enable);
 }
 
 int Write1DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t enable, uint32_t a, uint32_t b,
                                   uint32_t c)
 {
     const LookupTable1DRec record{enable, a, b, c};
-    return direct(rec, kWrite1DLookupTable, &record);
+    return direct(rec, req::Write1DVideoOutputLookupTable, &record);
 }
 
 int Read1DVideoOutputLookupTable(QuorvaleInstanceRec* rec, uint8_t* enable, uint32_t a, uint32_t b,
                                  uint32_t c)
 {
-    return readLookupTable(rec, kRead1DLookupTable, LookupTable1DRec{0, a, b, c}, enable);
+    return readLookupTable(rec, req::Read1DVideoOutputLookupTable, LookupTable1DRec{0, a, b, c}, enable);
 }
 
 int SetLowSpeedFanOperation(QuorvaleInstanceRec* rec, uint8_t on)
 {
-    return setValue(rec, kSetLowSpeedFan, on);
+    return setValue(rec, req::SetLowSpeedFanOperation, on);
 }
 
 int GetLowSpeedFanOperation(QuorvaleInstanceRec* rec, uint32_t* on)
 {
-    return getValue(rec, kGetLowSpeedFan, on);
+    return getValue(rec, req::GetLowSpeedFanOperation, on);
 }
 
 int AudioInputSelectStereoChannelPair(QuorvaleInstanceRec* rec, uint32_t pair)
 {
-    return setValue(rec, kSelectStereoChannelPair, pair);
+    return setValue(rec, req::AudioInputSelectStereoChannelPair, pair);
 }
 
 int AudioOutputGetAvailableSampleSpace(QuorvaleInstanceRec* rec, uint32_t* space)
 {
-    return getValue(rec, kAvailableSampleSpace, space);
+    return getValue(rec, req::AudioOutputGetAvailableSampleSpace, space);
 }
 
 int InsertVideoInputSyncMarker(QuorvaleInstanceRec* rec, uint32_t marker)
 {
-    return setValue(rec, kInsertSyncMarker, marker);
+    return setValue(rec, req::InsertVideoInputSyncMarker, marker);
 }
 
 int ReinitialiseQuorvaleHardware(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return setValue(rec, kReinitialiseHardware, mode);
+    return setValue(rec, req::ReinitialiseQuorvaleHardware, mode);
 }
 
 }  // extern "C"

@@ -4,7 +4,7 @@
 #include "QuorvaleMaintenance.h"
 
 #include "MaintenanceRecords.h"
-#include "MaintenanceShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 
@@ -22,7 +22,7 @@ int GetDriverStatistics(QuorvaleInstanceRec* rec, QuorvaleDriverStatisticsRec* s
         rec,
         [&](IoctlMessageUser& t) {
             unsigned size = sizeof *statistics;
-            return t.writeStructReadStruct(0x9000C, statistics, sizeof *statistics, statistics, &size);
+            return t.writeStructReadStruct(req::GetDriverStatistics, statistics, sizeof *statistics, statistics, &size);
         },
         kQuorvaleNotTranslatable);
 }
@@ -30,7 +30,7 @@ int GetDriverStatistics(QuorvaleInstanceRec* rec, QuorvaleDriverStatisticsRec* s
 int PerformDMATransfer(QuorvaleInstanceRec* rec, const QuorvaleDMATransferRec* transfer)
 {
     return withTransport(
-        rec, [&](IoctlMessageUser& t) { return t.writeStruct(0x9000A, transfer, sizeof *transfer); },
+        rec, [&](IoctlMessageUser& t) { return t.writeStruct(req::PerformDMATransfer, transfer, sizeof *transfer); },
         kQuorvaleNotTranslatable);
 }
 
@@ -54,14 +54,14 @@ int SetDriverAttribute(QuorvaleInstanceRec* rec, uint32_t attribute, uint32_t a,
         [&](IoctlMessageUser& t) {
             const unsigned long long in[] = {toScalar(attribute),
                                              uint64_t{b} << 32 | uint64_t{a}};
-            return t.writeScalar(0xA04, in, 2);
+            return t.writeScalar(req::SetDriverAttribute, in, 2);
         },
         kQuorvaleNotTranslatable);
 }
 
 int GetDriverAttribute(QuorvaleInstanceRec* rec, uint32_t attribute, uint32_t* value)
 {
-    return exchangeScalars(rec, 0xA05, inputs(attribute), value);
+    return exchangeScalars(rec, req::GetDriverAttribute, inputs(attribute), value);
 }
 
 int ReadZelqSwitchersRegister(QuorvaleInstanceRec*, uint32_t, uint32_t*)

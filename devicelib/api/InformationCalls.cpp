@@ -5,53 +5,14 @@
 #include "QuorvaleInformation.h"
 #include "QuorvaleInstanceRec.h"
 
-using quorvale::readScalars;
-using quorvale::withTransport;
+using namespace quorvale;
 
 namespace {
-
-enum Request : int {
-    kSharedDataStructureVersion = 0x10000,
-    kHardwareDescription = 0x990,
-    kSerialPortDescription = 0x9E0,
-    kDeviceInfo = 0x940,
-    kSubDeviceInfo = 0x99A,
-    kFirmwareVersion = 0x996,
-    kHardwareUsable = 0x994,
-    kPersistentIdentifier = 0x992,
-    kTopologicalIdentifier = 0x99E,
-    kDeviceBusyState = 0x99D,
-    kSupportedAudioChannels = 0x999,
-    kTimerCount = 0x993,
-    kVideoInputInterruptTimestamp = 0x91B,
-    kScheduledFrameTime = 0x90C,
-    kScheduledFrameID = 0x91F,
-    kGetDefaultVideoOutputMode = 0xA02,
-    kSetDefaultVideoOutputMode = 0xA03,
-    kGetHostApplicationTag = 0x91D,
-    kSetHostApplicationTag = 0x91C,
-};
 
 const unsigned kHardwareDescriptionBytes = 104;
 const unsigned kSerialPortDescriptionBytes = 65;
 const char kDefaultModelName[] = "Quorvale";
 const int kNotSupported = 1;
-
-// The transport writes the caller's output itself.
-int readWord(QuorvaleInstanceRec* rec, int req, uint32_t* out)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, out); });
-}
-
-int writeWord(QuorvaleInstanceRec* rec, int req, uint32_t value)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.writeScalar(req, unsigned(value)); });
-}
-
-int readBytes(QuorvaleInstanceRec* rec, int req, void* out, unsigned size)
-{
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readStruct(req, out, &size); });
-}
 
 // Four values, two of which form one 64-bit value (high word first).
 struct Wide {
@@ -64,7 +25,8 @@ struct Wide {
 
 int readFour(QuorvaleInstanceRec* rec, int req, Wide& wide)
 {
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readScalar(req, wide.values, 4); });
+    unsigned long long* v = wide.values;
+    return readScalars(rec, req, &v[0], &v[1], &v[2], &v[3]);
 }
 
 template <typename T>
@@ -80,22 +42,22 @@ extern "C" {
 
 int GetDriverSharedDataStructureVersion(QuorvaleInstanceRec* rec, uint32_t* version)
 {
-    return readWord(rec, kSharedDataStructureVersion, version);
+    return readWord(rec, req::GetDriverSharedDataStructureVersion, version);
 }
 
 int GetHardwareDescription(QuorvaleInstanceRec* rec, void* description)
 {
-    return readBytes(rec, kHardwareDescription, description, kHardwareDescriptionBytes);
+    return readBytes(rec, req::GetHardwareDescription, description, kHardwareDescriptionBytes);
 }
 
 int GetSerialPortDescription(QuorvaleInstanceRec* rec, char* description)
 {
-    return readBytes(rec, kSerialPortDescription, description, kSerialPortDescriptionBytes);
+    return readBytes(rec, req::GetSerialPortDescription, description, kSerialPortDescriptionBytes);
 }
 
 int VantorixGetDeviceInfo(QuorvaleInstanceRec* rec, uint32_t* deviceInfo, uint32_t* modelIndex)
 {
-    return readScalars(rec, kDeviceInfo, deviceInfo, modelIndex);
+    return readScalars(rec, req::VantorixGetDeviceInfo, deviceInfo, modelIndex);
 }
 
 int GetModelName(QuorvaleInstanceRec* rec, const char** name)
@@ -112,27 +74,27 @@ int GetModelName(QuorvaleInstanceRec* rec, const char** name)
 int GetSubDeviceInfo(QuorvaleInstanceRec* rec, uint32_t* subDeviceIndex, uint32_t* subDeviceCount,
                      uint32_t* parentDeviceId)
 {
-    return readScalars(rec, kSubDeviceInfo, subDeviceIndex, subDeviceCount, parentDeviceId);
+    return readScalars(rec, req::GetSubDeviceInfo, subDeviceIndex, subDeviceCount, parentDeviceId);
 }
 
 int GetQuorvaleFirmwareVersion(QuorvaleInstanceRec* rec, uint32_t* first, uint32_t* second)
 {
-    return readScalars(rec, kFirmwareVersion, first, second);
+    return readScalars(rec, req::GetQuorvaleFirmwareVersion, first, second);
 }
 
 int IsQuorvaleHardwareUsable(QuorvaleInstanceRec* rec, uint32_t* usable)
 {
-    return readWord(rec, kHardwareUsable, usable);
+    return readWord(rec, req::IsQuorvaleHardwareUsable, usable);
 }
 
 int GetQuorvalePersistentIdentifier(QuorvaleInstanceRec* rec, uint32_t* id)
 {
-    return readWord(rec, kPersistentIdentifier, id);
+    return readWord(rec, req::GetQuorvalePersistentIdentifier, id);
 }
 
 int GetQuorvaleTopologicalIdentifier(QuorvaleInstanceRec* rec, uint32_t* id)
 {
-    return readWord(rec, kTopologicalIdentifier, id);
+    return readWord(rec, req::GetQuorvaleTopologicalIdentifier, id);
 }
 
 int GetQuorvaleDeviceBusyState(QuorvaleInstanceRec* rec, uint32_t* state)
@@ -140,30 +102,24 @@ int GetQuorvaleDeviceBusyState(QuorvaleInstanceRec* rec, uint32_t* state)
     // An open instance always has a transport: only the arguments are checked.
     if (rec == nullptr || state == nullptr)
         return kQuorvaleBadArgument;
-    return rec->transport->readScalar(kDeviceBusyState, state);
+    return rec->transport->readScalar(req::GetQuorvaleDeviceBusyState, state);
 }
 
 int VantorixGetNumSupportedAudioChannels(QuorvaleInstanceRec* rec, uint32_t* count)
 {
-    return readWord(rec, kSupportedAudioChannels, count);
+    return readWord(rec, req::VantorixGetNumSupportedAudioChannels, count);
 }
 
 int GetTimerCount(QuorvaleInstanceRec* rec, uint64_t* count)
 {
-    return withTransport(rec, [&](IoctlMessageUser& t) {
-        unsigned long long value = 0;
-        const int status = t.readScalar(kTimerCount, &value, 1);
-        if (status == 0)
-            *count = value;
-        return status;
-    });
+    return readScalars(rec, req::GetTimerCount, count);
 }
 
 int GetCurrentVideoInputInterruptTimestamp(QuorvaleInstanceRec* rec, uint32_t* count,
                                            uint64_t* timestamp, uint32_t* extra)
 {
     Wide v{};
-    const int status = readFour(rec, kVideoInputInterruptTimestamp, v);
+    const int status = readFour(rec, req::GetCurrentVideoInputInterruptTimestamp, v);
     if (status == 0) {
         store(count, uint32_t(v.values[0]));
         store(timestamp, v.joined(1));
@@ -176,7 +132,7 @@ int GetCurrentScheduledFrameTime(QuorvaleInstanceRec* rec, uint64_t* time, uint3
                                  uint32_t* third)
 {
     Wide v{};
-    const int status = readFour(rec, kScheduledFrameTime, v);
+    const int status = readFour(rec, req::GetCurrentScheduledFrameTime, v);
     if (status == 0) {
         store(time, v.joined(0));
         store(second, uint32_t(v.values[2]));
@@ -188,7 +144,7 @@ int GetCurrentScheduledFrameTime(QuorvaleInstanceRec* rec, uint64_t* time, uint3
 int GetCurrentScheduledFrameID(QuorvaleInstanceRec* rec, uint8_t* id)
 {
     uint32_t value = 0;
-    const int status = readWord(rec, kScheduledFrameID, &value);
+    const int status = readWord(rec, req::GetCurrentScheduledFrameID, &value);
     if (status == 0)
         *id = uint8_t(value);
     return status;
@@ -196,22 +152,22 @@ int GetCurrentScheduledFrameID(QuorvaleInstanceRec* rec, uint8_t* id)
 
 int GetDefaultVideoOutputMode(QuorvaleInstanceRec* rec, uint32_t* mode)
 {
-    return readWord(rec, kGetDefaultVideoOutputMode, mode);
+    return readWord(rec, req::GetDefaultVideoOutputMode, mode);
 }
 
 int SetDefaultVideoOutputMode(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return writeWord(rec, kSetDefaultVideoOutputMode, mode);
+    return writeWord(rec, req::SetDefaultVideoOutputMode, mode);
 }
 
 int GetVideoOutputHostApplicationTag(QuorvaleInstanceRec* rec, uint32_t* tag)
 {
-    return readWord(rec, kGetHostApplicationTag, tag);
+    return readWord(rec, req::GetVideoOutputHostApplicationTag, tag);
 }
 
 int SetVideoOutputHostApplicationTag(QuorvaleInstanceRec* rec, uint32_t tag)
 {
-    return writeWord(rec, kSetHostApplicationTag, tag);
+    return writeWord(rec, req::SetVideoOutputHostApplicationTag, tag);
 }
 
 int GetCurrentVideoOutputInterruptTimestamp(QuorvaleInstanceRec* rec, uint32_t* count,

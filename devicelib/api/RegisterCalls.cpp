@@ -2,7 +2,7 @@
 // output operation and status information.
 #include "QuorvaleMaintenance.h"
 
-#include "MaintenanceShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 
@@ -10,87 +10,85 @@ extern "C" {
 
 int Set3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t format)
 {
-    return writeScalars(rec, 0x99C, format);
+    return writeWord(rec, req::Set3dPackingFormat, format);
 }
 
 int Get3dPackingFormat(QuorvaleInstanceRec* rec, uint32_t* format)
 {
-    return readScalars(rec, 0x99B, format);
+    return readWord(rec, req::Get3dPackingFormat, format);
 }
 
 int GetAPINotification(QuorvaleInstanceRec* rec, void* buffer, uint32_t* size)
 {
     if (size == nullptr)
         return kQuorvaleBadArgument;
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.readStruct(0x9F0, buffer, size); });
+    return readRecords<1>(rec, req::GetAPINotification, buffer, size);
 }
 
 int PostAPINotification(QuorvaleInstanceRec* rec, const void* notification, uint32_t size)
 {
-    return withTransport(rec, [&](IoctlMessageUser& t) { return t.writeStruct(0x9F1, notification, size); });
+    return writeBytes(rec, req::PostAPINotification, notification, size);
 }
 
 int ReadFPGARegister(QuorvaleInstanceRec* rec, uint32_t address, uint32_t* value)
 {
-    return exchangeScalars(rec, 0x9A0, inputs(address), value);
+    return exchangeScalars(rec, req::ReadFPGARegister, inputs(address), value);
 }
 
 int WriteFPGARegister(QuorvaleInstanceRec* rec, uint32_t address, uint32_t value)
 {
-    return writeScalars(rec, 0x9A1, address, value);
+    return writeScalars(rec, req::WriteFPGARegister, address, value);
 }
 
 int SetAlphaBlendModeOn(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return writeScalars(rec, 0x9B0, mode);
+    return writeWord(rec, req::SetAlphaBlendModeOn, mode);
 }
 
 int SetAlphaBlendModeOff(QuorvaleInstanceRec* rec)
 {
-    return callOnly(rec, 0x9B1);
+    return bareRequest(rec, req::SetAlphaBlendModeOff);
 }
 
 int SetGlobalAlphaLevel(QuorvaleInstanceRec* rec, uint32_t level)
 {
-    return writeScalars(rec, 0x9B2, level);
+    return writeWord(rec, req::SetGlobalAlphaLevel, level);
 }
 
 int PerformBlendRampUp(QuorvaleInstanceRec* rec, uint32_t duration)
 {
-    return writeScalars(rec, 0x9B3, duration);
+    return writeWord(rec, req::PerformBlendRampUp, duration);
 }
 
 int PerformBlendRampDown(QuorvaleInstanceRec* rec, uint32_t duration)
 {
-    return writeScalars(rec, 0x9B4, duration);
+    return writeWord(rec, req::PerformBlendRampDown, duration);
 }
 
 int SetAutoBlendSettings(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d)
 {
-    return writeScalars(rec, 0x9B5, a, b, c, d);
+    return writeScalars(rec, req::SetAutoBlendSettings, a, b, c, d);
 }
 
 int SetQuorvaleIdleVideoOutputOperation(QuorvaleInstanceRec* rec, uint32_t operation)
 {
-    return writeScalars(rec, 0x9D0, operation);
+    return writeWord(rec, req::SetQuorvaleIdleVideoOutputOperation, operation);
 }
 
 int GetQuorvaleIdleVideoOutputOperation(QuorvaleInstanceRec* rec, uint32_t* operation)
 {
-    return readScalars(rec, 0x9D1, operation);
+    return readWord(rec, req::GetQuorvaleIdleVideoOutputOperation, operation);
 }
 
-// Kept on the idle-operation request, written rather than read: this is what
-// the drivers have always received for it.
 int SetAudioMeterMode(QuorvaleInstanceRec* rec, uint32_t mode)
 {
-    return writeScalars(rec, 0x9D1, mode);
+    return writeWord(rec, req::SetAudioMeterMode, mode);
 }
 
 int GetStatusInfo(QuorvaleInstanceRec* rec, uint32_t a, uint32_t b, uint32_t c, uint32_t d,
                   uint32_t* first, uint32_t* second, uint32_t* third)
 {
-    return exchangeScalars(rec, 0xA07, inputs(a, b, c, d), first, second, third);
+    return exchangeScalars(rec, req::GetStatusInfo, inputs(a, b, c, d), first, second, third);
 }
 
 }  // extern "C"

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "MaintenanceShapes.h"
+#include "CallShapes.h"
 #include "MaintenanceRecords.h"
 
 using namespace quorvale;
@@ -23,12 +23,12 @@ extern "C" {
 
 int SerialOpen(QuorvaleInstanceRec* rec, uint32_t settings)
 {
-    return writeScalars(rec, 0x9D7, settings);
+    return writeWord(rec, req::SerialOpen, settings);
 }
 
 int SerialClose(QuorvaleInstanceRec* rec)
 {
-    return callOnly(rec, 0x9D8);
+    return bareRequest(rec, req::SerialClose);
 }
 
 int SerialRead(QuorvaleInstanceRec* rec, void* buffer, uint32_t length, uint32_t* bytesRead)
@@ -37,7 +37,7 @@ int SerialRead(QuorvaleInstanceRec* rec, void* buffer, uint32_t length, uint32_t
         return kQuorvaleBadArgument;
     return withTransport(rec, [&](IoctlMessageUser& t) {
         unsigned size = bounded(length);
-        const int status = t.readStruct(0x9D9, buffer, &size);
+        const int status = t.readStruct(req::SerialRead, buffer, &size);
         if (status == 0)
             storeScalar(size, bytesRead);
         return status;
@@ -51,7 +51,7 @@ int SerialWrite(QuorvaleInstanceRec* rec, const void* data, uint32_t length, uin
     return withTransport(rec, [&](IoctlMessageUser& t) {
         uint32_t answer = 0;
         unsigned size = sizeof answer;
-        const int status = t.writeStructReadStruct(0x9DA, data, bounded(length), &answer, &size);
+        const int status = t.writeStructReadStruct(req::SerialWrite, data, bounded(length), &answer, &size);
         if (status == 0)
             storeScalar(answer, result);
         return status;
@@ -69,7 +69,7 @@ int SerialWriteWithInterrupt(QuorvaleInstanceRec* rec, const void* data, uint32_
         transfer.extra = extra;
         std::memcpy(transfer.data, data, transfer.count);
         unsigned size = sizeof *result;
-        return t.writeStructReadStruct(0x9DB, &transfer, sizeof transfer, result, &size);
+        return t.writeStructReadStruct(req::SerialWriteWithInterrupt, &transfer, sizeof transfer, result, &size);
     });
 }
 
@@ -84,7 +84,7 @@ int SerialReadWithInterrupt(QuorvaleInstanceRec* rec, void* buffer, uint32_t len
             const uint32_t wanted = bounded(length);
             SerialTransferRec reply{};
             unsigned size = sizeof reply;
-            const int status = t.writeStructReadStruct(0x9DC, &wanted, sizeof wanted, &reply, &size);
+            const int status = t.writeStructReadStruct(req::SerialReadWithInterrupt, &wanted, sizeof wanted, &reply, &size);
             if (status != 0)
                 return status;
             // The reply record holds at most its own 64 bytes, whatever count
@@ -100,17 +100,17 @@ int SerialReadWithInterrupt(QuorvaleInstanceRec* rec, void* buffer, uint32_t len
 
 int SerialGetInterruptCount(QuorvaleInstanceRec* rec, uint32_t* count)
 {
-    return readScalars(rec, 0x9DD, count);
+    return readWord(rec, req::SerialGetInterruptCount, count);
 }
 
 int SerialSetRxTxSwapState(QuorvaleInstanceRec* rec, uint8_t swapped)
 {
-    return writeScalars(rec, 0x9DE, swapped);
+    return writeFlag(rec, req::SerialSetRxTxSwapState, swapped);
 }
 
 int SerialGetRxTxSwapState(QuorvaleInstanceRec* rec, uint8_t* swapped)
 {
-    return readTruth(rec, 0x9DF, swapped);
+    return readFlag(rec, req::SerialGetRxTxSwapState, swapped);
 }
 
 }  // extern "C"

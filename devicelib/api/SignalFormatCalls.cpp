@@ -1,7 +1,7 @@
 // Reference, timing, signal-format and analogue adjustment calls. The gain
 // deltas are signed: they travel sign-extended and come back as int32_t.
 #include "QuorvaleVideoAudio.h"
-#include "VideoAudioShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 

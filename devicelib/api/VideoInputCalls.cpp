@@ -1,6 +1,6 @@
 // Capture calls (the completed-frame call has a file of its own).
 #include "QuorvaleVideoAudio.h"
-#include "VideoAudioShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 

@@ -1,6 +1,6 @@
 // Playback calls, the preview event and the notification-event calls.
 #include "QuorvaleVideoAudio.h"
-#include "VideoAudioShapes.h"
+#include "CallShapes.h"
 
 using namespace quorvale;
 

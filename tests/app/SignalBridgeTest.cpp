@@ -1,4 +1,5 @@
 // The POSIX signal bridge in process: real signals, the real pipe.
+#include <QMetaMethod>
 #include <QSignalSpy>
 #include <QSocketNotifier>
 #include <QtTest>
@@ -86,6 +87,26 @@ private slots:
         QCOMPARE(bytesWaiting(), 0);
         for (QSignalSpy* spy : spies)
             spy->clear();
+    }
+
+    void managerMetaObjectDeclaresOneSlotAndNoSignal()
+    {
+        const QMetaObject& meta = SignalManager::staticMetaObject;
+        QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+        QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+        const QMetaMethod slot = meta.method(meta.methodOffset());
+        QCOMPARE(slot.methodSignature(), QByteArray("handler(int)"));
+        QCOMPARE(slot.methodType(), QMetaMethod::Slot);
+    }
+
+    void notifierMetaObjectDeclaresOneSignalAndNoSlot()
+    {
+        const QMetaObject& meta = SignalNotifier::staticMetaObject;
+        QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
+        QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+        const QMetaMethod signal = meta.method(meta.methodOffset());
+        QCOMPARE(signal.methodSignature(), QByteArray("raised()"));
+        QCOMPARE(signal.methodType(), QMetaMethod::Signal);
     }
 
     void oneManagerKeepsNotifiersInConstructionOrder()

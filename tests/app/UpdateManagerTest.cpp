@@ -2,6 +2,7 @@
 // simulated updater, the real dialogs (offscreen), arrivals handed over from
 // a thread of their own as the discovery listener does.
 #include <QMetaMethod>
+#include <QProgressBar>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -91,6 +92,7 @@ private slots:
     void signalAndSlotHaveFixedIndices()
     {
         const QMetaObject& meta = UpdateManager::staticMetaObject;
+        QCOMPARE(meta.superClass(), &QObject::staticMetaObject);
         QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
         const QMetaMethod signal = meta.method(meta.methodOffset() + 0);
         const QMetaMethod slot = meta.method(meta.methodOffset() + 1);
@@ -196,6 +198,27 @@ private slots:
         QCOMPARE(manager->update(device), 1);
         QCOMPARE(user->seen, (QStringList{QStringLiteral("prompt Card A"), QStringLiteral("progress")}));
         QCOMPARE(runsOf(*updater, QStringLiteral("update")), QStringList{QStringLiteral("-gui update PCI-A")});
+    }
+
+    // What the updater reports reaches the dialog's bar while it runs.
+    void progressReachesTheBar()
+    {
+        updater->setScenario({QStringLiteral("update * sleep 200"), QStringLiteral("update * out 42\\n"),
+                              QStringLiteral("update * sleep 300"), QStringLiteral("update * exit 0")});
+        Device device;
+        device.name = QStringLiteral("Card A");
+        device.devicePath = QStringLiteral("PCI-A");
+        user->answers << Answer::UpdateNow;
+        QList<int> shown;
+        user->onShown = [&shown](const QString& event) {
+            if (event != QLatin1String("progress"))
+                return;
+            auto* bar = QApplication::activeModalWidget()->findChild<QProgressBar*>();
+            QVERIFY(bar != nullptr);
+            QObject::connect(bar, &QProgressBar::valueChanged, [&shown](int value) { shown << value; });
+        };
+        QCOMPARE(manager->update(device), 1);
+        QCOMPARE(shown, QList<int>{42});
     }
 
     void updateNowFails()

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <vector>
 
@@ -27,13 +26,6 @@ QuorvaleDeviceNode makeNode(const char* prefix, uint8_t unit)
 }
 
 }  // namespace
-
-TEST(DeviceNode, LayoutIsSixteenPackedBytes)
-{
-    EXPECT_EQ(sizeof(QuorvaleDeviceNode), 16u);
-    EXPECT_EQ(offsetof(QuorvaleDeviceNode, namePrefix), 0u);
-    EXPECT_EQ(offsetof(QuorvaleDeviceNode, unitNumber), 15u);
-}
 
 TEST(DeviceNode, ParsesPrefixAndUnit)
 {

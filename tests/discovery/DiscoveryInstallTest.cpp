@@ -193,8 +193,11 @@ TEST_F(DiscoveryInstallTest, InstallWithoutMemoryForTheHandleReturnsNull)
 
 TEST_F(DiscoveryInstallTest, RemovingNullIsIgnored)
 {
+    const int openBefore = fakeworld::openDevices();
     RemoveQuorvaleNotificationCallback(nullptr);
-    SUCCEED();
+    EXPECT_FALSE(segmentExists());  // no channel is joined to take anything down
+    EXPECT_EQ(fakeworld::openDevices(), openBefore);
+    EXPECT_TRUE(arrivals.nodes.empty());
 }
 
 }  // namespace

@@ -47,7 +47,6 @@ struct World {
     bool holdEnumeration = strcmp(environment("QUORVALE_FAKE_HOLD_ENUMERATION"), "1") == 0;
     bool holdIterator = strcmp(environment("QUORVALE_FAKE_HOLD_ITERATOR"), "1") == 0;
     std::set<FakeDevice*> open;
-    int tried = 0;
 };
 
 World& world()
@@ -79,7 +78,6 @@ QuorvaleInstanceRec* openFake(const QuorvaleDeviceNode& node)
 {
     World& w = world();
     std::lock_guard<std::mutex> guard(w.mutex);
-    ++w.tried;
     if (node.driverName() == nullptr || contains(w.unopenable, fakeworld::nodeName(node)))
         return nullptr;
     auto* device = static_cast<FakeDevice*>(calloc(1, sizeof(FakeDevice)));
@@ -98,18 +96,6 @@ void setPresent(const std::string& nodes)
 {
     std::lock_guard<std::mutex> guard(world().mutex);
     world().present = splitNames(nodes);
-}
-
-void setUnopenable(const std::string& nodes)
-{
-    std::lock_guard<std::mutex> guard(world().mutex);
-    world().unopenable = splitNames(nodes);
-}
-
-void setIteratorFails(bool fails)
-{
-    std::lock_guard<std::mutex> guard(world().mutex);
-    world().iteratorFails = fails;
 }
 
 std::string nodeNameOf(const QuorvaleInstanceRec* device)
@@ -143,12 +129,6 @@ int closeAllOpen()
         free(device);
     world().open.clear();
     return count;
-}
-
-int opensTried()
-{
-    std::lock_guard<std::mutex> guard(world().mutex);
-    return world().tried;
 }
 
 }  // namespace fakeworld

@@ -20,8 +20,6 @@
 namespace fakeworld {
 
 void setPresent(const std::string& nodes);
-void setUnopenable(const std::string& nodes);
-void setIteratorFails(bool fails);
 
 // The node a fake device was opened from ("card" stays "card").
 std::string nodeNameOf(const QuorvaleInstanceRec* device);
@@ -29,7 +27,6 @@ QuorvaleDeviceNode parseNode(const std::string& name);
 std::string nodeName(const QuorvaleDeviceNode& node);
 
 int openDevices();   // opened and not yet closed
-int opensTried();    // every QuorvaleOpenDevice call
 int closeAllOpen();  // frees what is still open; returns how many
 
 }  // namespace fakeworld

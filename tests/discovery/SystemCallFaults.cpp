@@ -20,7 +20,7 @@ bool environmentFlag(const char* name)
     return value != nullptr && strcmp(value, "1") == 0;
 }
 
-std::atomic<bool> s_failMapping{environmentFlag("QUORVALE_FAULT_MMAP_FAILS")};
+const bool s_failMapping = environmentFlag("QUORVALE_FAULT_MMAP_FAILS");
 std::atomic<bool> s_failSizing{false};
 std::atomic<bool> s_failReopen{false};
 std::atomic<bool> s_failThreads{false};
@@ -32,7 +32,6 @@ std::atomic<int> s_consistentCalls{0};
 
 namespace faults {
 
-void failSegmentMapping(bool fail) { s_failMapping = fail; }
 void failSegmentSizing(bool fail) { s_failSizing = fail; }
 void failSegmentReopen(bool fail) { s_failReopen = fail; }
 void failThreadCreation(bool fail) { s_failThreads = fail; }

@@ -1,13 +1,12 @@
 // Faults injected into the system calls the discovery channel makes, linked
 // in with --wrap. Each knob fails the next matching calls; the environment
-// variable QUORVALE_FAULT_MMAP_FAILS=1 arms the mapping fault in helper
-// processes from their start.
+// variable QUORVALE_FAULT_MMAP_FAILS=1 makes every mapping of the segment
+// fail in a helper process from its start.
 #ifndef SYSTEM_CALL_FAULTS_H
 #define SYSTEM_CALL_FAULTS_H
 
 namespace faults {
 
-void failSegmentMapping(bool fail);  // mmap of the segment returns MAP_FAILED
 void failSegmentSizing(bool fail);   // ftruncate fails with EIO
 void failSegmentReopen(bool fail);   // shm_open without O_CREAT fails with EACCES
 void failThreadCreation(bool fail);  // pthread_create fails with EAGAIN

@@ -137,17 +137,28 @@ scenario_normal_quiet_no_window() {
     expect_status 0
 }
 
+# The bar of progress dialog WID shows PERCENT.
+bar_shows() { test "$(vx_progress_percent "$1")" = "$2"; }
+
 scenario_normal_update_one_card() {
     vx_cards "card dv0"
     vx_status dv0 1 1f Quorvale Duo
-    vx_update_runs dv0 2 0
+    # Held at 42 long enough to be read off the bar.
+    vx_updater "update /dev/vantorix/dv0 out 42\\n"
+    vx_updater "update /dev/vantorix/dv0 sleep 8000"
+    vx_updater "update /dev/vantorix/dv0 out 100\\n"
+    vx_updater "update /dev/vantorix/dv0 exit 0"
     vx_start_program
-    local wid
+    local wid bar
     wid=$(vx_expect_dialog prompt 60) || failures=$((failures + 1))
     check "the prompt names the card" grep -q "Your Quorvale Duo needs" <(vx_dialog_text "$wid")
     check "the prompt shows the card icon" vx_icon_shown "$wid"
     vx_answer_prompt "$wid" update
-    { vx_flow_progress && vx_flow_message powercycle; } || failures=$((failures + 1))
+    bar=$(vx_wait_window "$VX_PROGRESS_TITLE" 30) || failures=$((failures + 1))
+    check "the progress bar shows the updater's 42%" eventually 7 bar_shows "$bar" 42
+    { vx_follow_progress 120 "$bar" > /dev/null \
+        && vx_step "progress \"Updating Software...\" (602x70) ran until the updater finished" \
+        && vx_flow_message powercycle; } || failures=$((failures + 1))
     vx_wait_program 20
     expect_status 0
     expect_runs status "-gui status /dev/vantorix/dv0"

@@ -214,11 +214,23 @@ vx_prompt_decline() { vx_click "$1" "${VX_DONT_UPDATE_AT[@]}"; }
 vx_prompt_ignore()  { vx_click "$1" "${VX_DONT_UPDATE_AT[@]}" ctrl; }
 vx_message_ok()     { vx_key "$1" Return; }
 
-# Waits for the progress dialog, checks its size, keeps a screenshot while it
-# runs and waits until it closes. Prints its id.
+# The percentage the progress dialog's bar shows, read from the pixels of
+# the bar's row alone, as one line (nothing when the bar shows none).
+vx_progress_percent() {
+    local tmp
+    tmp=$(mktemp --suffix=.png)
+    import -window "$1" "$tmp" 2> /dev/null
+    convert "$tmp" -crop 602x32+0+34 +repage -colorspace Gray -resize 300% "$tmp"
+    tesseract "$tmp" - --psm 7 2> /dev/null | grep -o '[0-9]\{1,3\} *%' | head -n 1 | tr -dc '0-9'
+    rm -f "$tmp"
+}
+
+# Waits for the progress dialog (or takes WID, already found), checks its
+# size, keeps a screenshot while it runs and waits until it closes. Prints its
+# id.
 vx_follow_progress() {
-    local seconds=${1:-60} wid
-    wid=$(vx_wait_window "$VX_PROGRESS_TITLE" 30) || return 1
+    local seconds=${1:-60} wid=${2:-}
+    [ -n "$wid" ] || wid=$(vx_wait_window "$VX_PROGRESS_TITLE" 30) || return 1
     [ "$(vx_size "$wid")" = 602x70 ] || { vx_fail "progress dialog is $(vx_size "$wid"), not 602x70"; return 1; }
     vx_fixed_size "$wid" 602 70 || { vx_fail "progress dialog can be resized"; return 1; }
     vx_shot "$wid" progress > /dev/null

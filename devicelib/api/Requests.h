@@ -1,10 +1,34 @@
-// The legacy request number of every playback, capture, audio and timing
-// call. The newer driver's transport translates them; callers never see its
-// numbers.
-#ifndef QUORVALE_VIDEO_AUDIO_REQUESTS_H
-#define QUORVALE_VIDEO_AUDIO_REQUESTS_H
+// The request number of every exported control call, named after the call.
+// They are the legacy driver's numbers; the newer driver's transport
+// translates them, so callers never see its own numbers (except for the few
+// driver-level requests at the end, which only it serves).
+#ifndef QUORVALE_REQUESTS_H
+#define QUORVALE_REQUESTS_H
 
 namespace quorvale::req {
+
+// Device information.
+inline constexpr int GetDriverSharedDataStructureVersion = 0x10000;
+inline constexpr int GetHardwareDescription = 0x990;
+inline constexpr int GetSerialPortDescription = 0x9E0;
+inline constexpr int VantorixGetDeviceInfo = 0x940;
+inline constexpr int GetSubDeviceInfo = 0x99A;
+inline constexpr int GetQuorvaleFirmwareVersion = 0x996;
+inline constexpr int IsQuorvaleHardwareUsable = 0x994;
+inline constexpr int GetQuorvalePersistentIdentifier = 0x992;
+inline constexpr int GetQuorvaleTopologicalIdentifier = 0x99E;
+inline constexpr int GetQuorvaleDeviceBusyState = 0x99D;
+inline constexpr int VantorixGetNumSupportedAudioChannels = 0x999;
+inline constexpr int GetTimerCount = 0x993;
+inline constexpr int GetCurrentVideoInputInterruptTimestamp = 0x91B;
+inline constexpr int GetCurrentScheduledFrameTime = 0x90C;
+inline constexpr int GetCurrentScheduledFrameID = 0x91F;
+inline constexpr int GetDefaultVideoOutputMode = 0xA02;
+inline constexpr int SetDefaultVideoOutputMode = 0xA03;
+inline constexpr int GetVideoOutputHostApplicationTag = 0x91D;
+inline constexpr int SetVideoOutputHostApplicationTag = 0x91C;
+
+// Playback, capture, audio and timing.
 
 inline constexpr int SetVideoOutputPreviewEvent = 0x91E;
 inline constexpr int WaitForVideoOutputPreviewEvent = 0x1011;
@@ -104,6 +128,83 @@ inline constexpr int GetHDTVPulldownOnOutput = 0x963;
 // the transport) that tells the driver a second field has been merged.
 inline constexpr int HardwareGetCompletedInputFrame = 0x916;
 inline constexpr int SecondFieldMerged = 0x915;
+
+// Identification EEPROM, serial port, registers, blending, idle output,
+// attributes and the digital audio scales.
+inline constexpr int ProgramQuorvaleDeviceIdentificationEEPROM = 0x9A2;
+inline constexpr int VerifyQuorvaleDeviceIdentificationEEPROMisProgrammed = 0x9A6;
+inline constexpr int GetQuorvaleDeviceIdentificationEEPROMProgrammingStatus = 0x9A3;
+inline constexpr int SerialOpen = 0x9D7;
+inline constexpr int SerialClose = 0x9D8;
+inline constexpr int SerialRead = 0x9D9;
+inline constexpr int SerialWrite = 0x9DA;
+inline constexpr int SerialWriteWithInterrupt = 0x9DB;
+inline constexpr int SerialReadWithInterrupt = 0x9DC;
+inline constexpr int SerialGetInterruptCount = 0x9DD;
+inline constexpr int SerialSetRxTxSwapState = 0x9DE;
+inline constexpr int SerialGetRxTxSwapState = 0x9DF;
+inline constexpr int Set3dPackingFormat = 0x99C;
+inline constexpr int Get3dPackingFormat = 0x99B;
+inline constexpr int GetAPINotification = 0x9F0;
+inline constexpr int PostAPINotification = 0x9F1;
+inline constexpr int ReadFPGARegister = 0x9A0;
+inline constexpr int WriteFPGARegister = 0x9A1;
+inline constexpr int SetAlphaBlendModeOn = 0x9B0;
+inline constexpr int SetAlphaBlendModeOff = 0x9B1;
+inline constexpr int SetGlobalAlphaLevel = 0x9B2;
+inline constexpr int PerformBlendRampUp = 0x9B3;
+inline constexpr int PerformBlendRampDown = 0x9B4;
+inline constexpr int SetAutoBlendSettings = 0x9B5;
+inline constexpr int SetQuorvaleIdleVideoOutputOperation = 0x9D0;
+inline constexpr int GetQuorvaleIdleVideoOutputOperation = 0x9D1;
+// The idle-operation request, written rather than read: this is what the
+// drivers have always received for it.
+inline constexpr int SetAudioMeterMode = GetQuorvaleIdleVideoOutputOperation;
+inline constexpr int SetDriverAttribute = 0xA04;
+inline constexpr int GetDriverAttribute = 0xA05;
+inline constexpr int GetStatusInfo = 0xA07;
+inline constexpr int SetDigitalAudioInputScale = 0x94E;
+inline constexpr int SetDigitalAudioOutputScale = 0x94F;
+inline constexpr int GetDigitalAudioInputScale = 0x955;
+inline constexpr int GetDigitalAudioOutputScale = 0x956;
+
+// Requests that go to the descriptor with a plain pointer argument, outside
+// the transport, and reach either driver untranslated.
+inline constexpr int AudioInputSelectStereoChannelPair = 0x93C;
+inline constexpr int AudioOutputGetAvailableSampleSpace = 0x935;
+inline constexpr int InsertVideoInputSyncMarker = 0x91A;
+inline constexpr int Write1DVideoOutputLookupTable = 0x98A;
+inline constexpr int Read1DVideoOutputLookupTable = 0x98B;
+inline constexpr int Write3DVideoOutputLookupTable = 0x98C;
+inline constexpr int Read3DVideoOutputLookupTable = 0x98D;
+inline constexpr int ReinitialiseQuorvaleHardware = 0x995;
+inline constexpr int SetLowSpeedFanOperation = 0x997;
+inline constexpr int GetLowSpeedFanOperation = 0x998;
+inline constexpr int ReadConfigurationRegister = 0x9A4;
+inline constexpr int WriteConfigurationRegister = 0x9A5;
+inline constexpr int GetDVIOutputBlueOnly = 0x9C0;
+inline constexpr int SetDVIOutputBlueOnly = 0x9C1;
+inline constexpr int GetDVIOutputInterlaceSimulation = 0x9C2;
+inline constexpr int SetDVIOutputInterlaceSimulation = 0x9C3;
+inline constexpr int GetDVIOutputForceEDIDOverride = 0x9C4;
+inline constexpr int SetDVIOutputForceEDIDOverride = 0x9C5;
+inline constexpr int GetDVIOutputScaleIllegalYUV = 0x9C6;
+inline constexpr int SetDVIOutputScaleIllegalYUV = 0x9C7;
+inline constexpr int GetDVIOutputSDScaling = 0x9C8;
+inline constexpr int SetDVIOutputSDScaling = 0x9C9;
+inline constexpr int GetDVIOutputScaleToFitScreen = 0x9CA;
+inline constexpr int SetDVIOutputScaleToFitScreen = 0x9CB;
+inline constexpr int SetAudioMeterBrightness = 0x9D3;
+inline constexpr int WriteOEMPromSegment = 0x9D5;
+inline constexpr int ReadOEMPromSegment = 0x9D6;
+inline constexpr int ForceDeviceToUSB2 = 0x9E1;
+inline constexpr int GetDeviceUSBConnectionProperties = 0x9E2;
+inline constexpr int GetBypassState = 0xA00;
+inline constexpr int SetBypassState = 0xA01;
+
+// Driver-level requests, already in the newer driver's numbering.
+inline constexpr int PerformDMATransfer = 0x9000A;
+inline constexpr int GetDriverStatistics = 0x9000C;
 
 }  // namespace quorvale::req
 
