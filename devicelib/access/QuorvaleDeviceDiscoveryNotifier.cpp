@@ -426,6 +426,10 @@ void QuorvaleDeviceDiscoveryNotifier::deliverNewEvents()
         readIndex = 0;
         return;
     }
+    // A listener that never took its place in the ring starts where the
+    // ring stands.
+    if (!isRingSlot(readIndex))
+        readIndex = writeIndex;
     for (int delivered = 0; readIndex != writeIndex && delivered < kDiscoveryRingSize; ++delivered) {
         const QuorvaleDiscoveryEventRec event = readEvent(shared, readIndex);
         if (event.node.hasTerminatedPrefix()) {
