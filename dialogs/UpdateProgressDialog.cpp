@@ -8,12 +8,28 @@
 #include <QProgressBar>
 #include <QVBoxLayout>
 
+#include <climits>
+#include <cmath>
+
 namespace {
 
 constexpr QSize kProgressSize(602, 70);
 // Qt::Dialog with a minimise button and customised decorations: no close button.
 constexpr unsigned kProgressFlags = 0x2004003;
 
+}
+
+int progressBarValue(double percent)
+{
+    if (std::isnan(percent))
+        return 0;
+    // Both limits are exact doubles; everything strictly between them
+    // truncates into an int.
+    if (percent >= 2147483648.0)
+        return INT_MAX;
+    if (percent <= -2147483649.0)
+        return INT_MIN;
+    return static_cast<int>(percent);
 }
 
 UpdateProgressDialog::UpdateProgressDialog(const Device&)
@@ -43,7 +59,7 @@ UpdateProgressDialog::UpdateProgressDialog(const Device&)
 void UpdateProgressDialog::updateProgress(double percent)
 {
     // Truncation toward zero: 99.9 shows 99 until the updater says 100.
-    m_progressBar->setValue(static_cast<int>(percent));
+    m_progressBar->setValue(progressBarValue(percent));
     LauncherProgress::setProgress(m_launcherEntry, percent / 100.0);
 }
 

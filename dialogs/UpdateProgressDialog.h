@@ -8,6 +8,12 @@
 class QProgressBar;
 struct Device;
 
+// The bar's value for a percentage as the updater printed it: truncated
+// toward zero; past the int range it stops at INT_MIN or INT_MAX (which the
+// bar ignores like any other value outside 0 to 100), and "nan" counts as 0,
+// like any line that is not a number.
+int progressBarValue(double percent);
+
 // exec() gives 1 after a successful update and 0 after a failed one. The
 // user cannot close it before updateComplete().
 class UpdateProgressDialog : public QDialog {

@@ -1,45 +1,8 @@
 #include "CheckVersionPCITool.h"
 
-#include <QByteArray>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include "UpdaterOutput.h"
 
-namespace {
-
-// The updater's text is in the locale's encoding, the same one QProcess uses
-// for the arguments that hand the card's identifier back to it.
-QString fromUpdater(const QByteArray& text)
-{
-    return QString::fromLocal8Bit(text);
-}
-
-// Only the first two characters of the field count; anything "%hhx" cannot
-// read leaves the flags at 0.
-uint8_t parseStatusFlags(const QByteArray& field)
-{
-    char hex[3] = {0, 0, 0};
-    std::memcpy(hex, field.constData(), static_cast<size_t>(qMin(field.size(), 2)));
-    unsigned char flags = 0;
-    std::sscanf(hex, "%hhx", &flags);
-    return flags;
-}
-
-// One status record: update flag, identifier, status flags, display name.
-// Anything but exactly four fields is not a record.
-bool readStatusRecord(const QByteArray& record, Device& device)
-{
-    const QList<QByteArray> fields = record.split(':');
-    if (fields.size() != 4)
-        return false;
-    device.updateRequired = fields.at(0).constData()[0] == '1';
-    device.devicePath = fromUpdater(fields.at(1));
-    device.statusFlags = parseStatusFlags(fields.at(2));
-    device.name = fromUpdater(fields.at(3));
-    return true;
-}
-
-}  // namespace
+using updateroutput::readStatusRecord;
 
 CheckVersionPCITool::CheckVersionPCITool(const QString& updaterPath, QObject* parent)
     : QObject(parent), m_updaterPath(updaterPath)
@@ -82,12 +45,7 @@ void CheckVersionPCITool::checkDevices(QList<Device>& devices)
     if (!process->waitForFinished(kWaitMilliseconds)) {
         process->kill();
     } else if (process->exitCode() == 0) {
-        const QList<QByteArray> lines = process->readAllStandardOutput().split('\n');
-        for (const QByteArray& line : lines) {
-            Device device;
-            if (readStatusRecord(line, device))
-                devices.append(device);
-        }
+        updateroutput::readStatusList(process->readAllStandardOutput(), devices);
     }
     delete process;
 }
@@ -115,22 +73,8 @@ void CheckVersionPCITool::updateFirmware(const Device& device)
 
 void CheckVersionPCITool::updateProcessOutput()
 {
-    // One percentage per line. A line that arrives in pieces is reassembled
-    // only as far as this arithmetic allows: the read always asks for the
-    // whole buffer size and the line end is looked for at this read's count
-    // from the buffer's start. Kept so.
-    for (;;) {
-        const qint64 count = m_updateProcess->readLine(m_lineBuffer + m_lineFill, kLineBufferSize);
-        if (count <= 0)
-            return;
-        if (m_lineBuffer[count - 1] == '\n') {
-            m_lineBuffer[count - 1] = '\0';
-            m_lineFill = 0;
-            emit updateProgress(std::strtod(m_lineBuffer, nullptr));
-        } else {
-            m_lineFill = count - 1;
-        }
-    }
+    updateroutput::readProgressLines(m_progressLine, *m_updateProcess,
+                                     [this](double percent) { emit updateProgress(percent); });
 }
 
 void CheckVersionPCITool::updateCompleted(int exitCode, QProcess::ExitStatus exitStatus)

@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "Device.h"
+#include "UpdaterOutput.h"
 
 class CheckVersionPCITool : public QObject {
     Q_OBJECT
@@ -38,20 +39,11 @@ private slots:
 
 private:
     static constexpr int kWaitMilliseconds = 30000;
-    static constexpr int kLineBufferSize = 100;
-    // readLine is always given the full buffer size, even when a partial line
-    // already fills part of it, so one read may write up to kLineBufferSize
-    // bytes (99 characters and a NUL) starting at a fill of at most 98. The
-    // storage behind the line buffer covers that reach; the logical buffer
-    // stays kLineBufferSize characters.
-    static constexpr int kLineReadReach = kLineBufferSize;
-
     QProcess* startUpdater(const QStringList& arguments) const;
 
     QString m_updaterPath;
     QProcess* m_updateProcess = nullptr;
-    char m_lineBuffer[kLineBufferSize + kLineReadReach] = {};
-    int64_t m_lineFill = 0;
+    updateroutput::ProgressLine m_progressLine;
 };
 
 #endif

@@ -1,11 +1,12 @@
 #include "QuorvaleDeviceDiscoveryNotifier.h"
 
 #include <fcntl.h>
-#include <sched.h>
+#include <time.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <cerrno>
+#include <algorithm>
 #include <cstring>
 
 #include "QuorvaleAccess.h"
@@ -15,9 +16,11 @@ namespace {
 const mode_t kSegmentMode = 0666;
 
 // Bit n = driver-name index * 64 + unit. A unit of 64 or more runs into the
-// next driver's mask (and past the last mask into the ring); units are small
-// in practice and every process of the family computes it the same way.
+// next driver's mask, as every process of the family computes it; a bit
+// number past the three masks (io64, card128, dv192 and up) has no bit at
+// all: it would lie in the event ring.
 struct PresenceBit {
+    bool exists;
     size_t byteOffset;
     uint64_t mask;
 };
@@ -25,8 +28,35 @@ struct PresenceBit {
 PresenceBit presenceBitOf(int driverIndex, unsigned unit)
 {
     const unsigned bit = unsigned(driverIndex) * kDiscoveryUnitsPerMask + unit;
-    return {offsetof(QuorvaleDiscoverySegment, presence) + sizeof(uint64_t) * (bit / kDiscoveryUnitsPerMask),
+    if (driverIndex < 0 || bit >= unsigned(kDiscoveryPresenceBits))
+        return {false, 0, 0};
+    return {true, offsetof(QuorvaleDiscoverySegment, presence) + sizeof(uint64_t) * (bit / kDiscoveryUnitsPerMask),
             uint64_t(1) << (bit % kDiscoveryUnitsPerMask)};
+}
+
+PresenceBit presenceBitOf(const QuorvaleDeviceNode& node)
+{
+    return presenceBitOf(node.driverNameIndex(), node.unitNumber);
+}
+
+// Anyone may write any bytes into the segment: indexes read from it are
+// used only once checked, and each one is read once.
+int32_t loadWriteIndex(const QuorvaleDiscoverySegment* segment)
+{
+    return __atomic_load_n(&segment->writeIndex, __ATOMIC_RELAXED);
+}
+
+bool isRingSlot(int32_t index)
+{
+    return index >= 0 && index < kDiscoveryRingSize;
+}
+
+// One event as it is at this moment, copied out of the segment.
+QuorvaleDiscoveryEventRec readEvent(const QuorvaleDiscoverySegment* segment, int slot)
+{
+    QuorvaleDiscoveryEventRec event;
+    memcpy(static_cast<void*>(&event), &segment->events[slot], sizeof event);
+    return event;
 }
 
 uint64_t readMask(const QuorvaleDiscoverySegment* segment, size_t byteOffset)
@@ -71,7 +101,41 @@ private:
     int m_saved = PTHREAD_CANCEL_ENABLE;
 };
 
+// How long a joiner waits for the creator, and how it paces its looks.
+const unsigned kFirstJoinPauseMicroseconds = 1000;
+const unsigned kLastJoinPauseMicroseconds = 50000;
+
+class Deadline {
+public:
+    explicit Deadline(unsigned milliseconds)
+    {
+        clock_gettime(CLOCK_MONOTONIC, &m_at);
+        m_at.tv_sec += time_t(milliseconds / 1000);
+        m_at.tv_nsec += long(milliseconds % 1000) * 1000000L;
+        if (m_at.tv_nsec >= 1000000000L) {
+            m_at.tv_nsec -= 1000000000L;
+            ++m_at.tv_sec;
+        }
+    }
+    bool passed() const
+    {
+        timespec now;
+        clock_gettime(CLOCK_MONOTONIC, &now);
+        return now.tv_sec > m_at.tv_sec || (now.tv_sec == m_at.tv_sec && now.tv_nsec >= m_at.tv_nsec);
+    }
+    timespec monotonic() const { return m_at; }
+
+private:
+    timespec m_at{};
+};
+
 }  // namespace
+
+// A creator enumerates every node of every card, opening each twice and
+// asking a few questions of its driver each time; even a slow machine with
+// many cards does that in a few seconds. Twenty seconds is well beyond it,
+// and short enough that a program whose creator died is not held for long.
+unsigned QuorvaleDeviceDiscoveryNotifier::joinPatienceMilliseconds = 20000;
 
 QuorvaleDeviceDiscoveryNotifier::~QuorvaleDeviceDiscoveryNotifier()
 {
@@ -142,11 +206,9 @@ bool QuorvaleDeviceDiscoveryNotifier::recordPresentDevices()
     while (ConnectToDriverCore(&device, iterator)) {
         QuorvaleDeviceNode node;
         node.fromInstance(device);
-        const int driverIndex = node.driverNameIndex();
-        if (driverIndex >= 0) {
-            const PresenceBit bit = presenceBitOf(driverIndex, node.unitNumber);
+        const PresenceBit bit = presenceBitOf(node);
+        if (bit.exists)
             writeMask(shared, bit.byteOffset, readMask(shared, bit.byteOffset) | bit.mask);
-        }
         CloseDriverConnectionCore(device);
     }
     ReleaseQuorvaleIterator(iterator);
@@ -161,17 +223,41 @@ bool QuorvaleDeviceDiscoveryNotifier::join()
         return false;
     }
 
-    // The creator may not have sized the object yet; until it has, the
-    // segment counts as fresh (touching it would fault).
+    // The creator may not have sized the object yet (touching it would
+    // fault), nor set initState; it may also have died before either. Wait
+    // with growing pauses, and only as long as a slow creator's enumeration
+    // can take.
+    const Deadline deadline(joinPatienceMilliseconds);
+    unsigned pauseMicroseconds = kFirstJoinPauseMicroseconds;
     struct stat status;
-    while (fstat(shmFd, &status) == 0 && size_t(status.st_size) < kDiscoverySegmentSize)
-        sched_yield();
-    while (loadInitState(shared) == kDiscoverySegmentFresh)
-        sched_yield();
+    for (;;) {
+        if (fstat(shmFd, &status) != 0)
+            break;
+        if (size_t(status.st_size) >= kDiscoverySegmentSize && loadInitState(shared) != kDiscoverySegmentFresh)
+            break;
+        if (deadline.passed()) {
+            disconnect();
+            return false;
+        }
+        usleep(pauseMicroseconds);
+        pauseMicroseconds = std::min(2 * pauseMicroseconds, kLastJoinPauseMicroseconds);
+    }
+    if (size_t(status.st_size) < kDiscoverySegmentSize) {
+        disconnect();
+        return false;
+    }
 
     // Waits for a creator still initialising, and takes over the lock of one
-    // that died doing so.
-    lock();
+    // that died doing so; a lock held longer than the wait allows counts as
+    // a creator that never finished.
+    const timespec until = deadline.monotonic();
+    const int locked = pthread_mutex_clocklock(&shared->mutex, CLOCK_MONOTONIC, &until);
+    if (locked == EOWNERDEAD)
+        pthread_mutex_consistent(&shared->mutex);
+    else if (locked != 0) {
+        disconnect();
+        return false;
+    }
     unlock();
     if (loadInitState(shared) != kDiscoverySegmentInitialising)
         return true;
@@ -211,15 +297,18 @@ bool QuorvaleDeviceDiscoveryNotifier::notify(const QuorvaleDeviceNode* node, boo
     if (shared == nullptr)
         return false;
 
+    // Fifteen prefix bytes without a NUL name no node: nothing to post.
+    if (!node->hasTerminatedPrefix())
+        return true;
     QuorvaleDeviceNode posted;
     posted = *node;
     const uint8_t arrivalFlag = arrived ? kDiscoveryEventArrived : 0;
     lock();
 
-    // A prefix outside the table has no bit and always counts as absent.
-    const int driverIndex = posted.driverNameIndex();
-    if (driverIndex >= 0) {
-        const PresenceBit bit = presenceBitOf(driverIndex, posted.unitNumber);
+    // A prefix outside the table, or a unit past the masks, has no bit and
+    // always counts as absent.
+    const PresenceBit bit = presenceBitOf(posted);
+    if (bit.exists) {
         const uint64_t mask = readMask(shared, bit.byteOffset);
         if (((mask & bit.mask) != 0) == arrived) {
             unlock();
@@ -231,11 +320,15 @@ bool QuorvaleDeviceDiscoveryNotifier::notify(const QuorvaleDeviceNode* node, boo
         return true;
     }
 
-    QuorvaleDiscoveryEventRec& event = shared->events[shared->writeIndex];
+    // A write index outside the ring means the ring was damaged: posting
+    // starts again at slot 0, where listeners that saw the damage wait.
+    int32_t slot = loadWriteIndex(shared);
+    if (!isRingSlot(slot))
+        slot = 0;
+    QuorvaleDiscoveryEventRec& event = shared->events[slot];
     event.flags = uint8_t((event.flags & ~kDiscoveryEventArrived) | arrivalFlag);
     event.node = posted;
-    if (++shared->writeIndex >= kDiscoveryRingSize)
-        shared->writeIndex = 0;
+    shared->writeIndex = slot + 1 >= kDiscoveryRingSize ? 0 : slot + 1;
 
     pthread_cond_broadcast(&shared->condition);
     unlock();
@@ -276,9 +369,11 @@ void* QuorvaleDeviceDiscoveryNotifier::threadEntry(void* notifier)
     return nullptr;
 }
 
-void QuorvaleDeviceDiscoveryNotifier::unlockOnCancel(void* notifier)
+// Takes the mutex itself, not the notifier: it runs in the listener thread
+// as it ends, and needs nothing else.
+void QuorvaleDeviceDiscoveryNotifier::unlockOnCancel(void* mutex)
 {
-    static_cast<QuorvaleDeviceDiscoveryNotifier*>(notifier)->unlock();
+    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(mutex));
 }
 
 void QuorvaleDeviceDiscoveryNotifier::listen()
@@ -287,7 +382,27 @@ void QuorvaleDeviceDiscoveryNotifier::listen()
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &savedCancelState);
     lock();
 
-    // A new listener first hears of every device already present.
+    replayPresentDevices();
+    readIndex = loadWriteIndex(shared);
+    if (!isRingSlot(readIndex))
+        readIndex = 0;
+
+    pthread_setcancelstate(savedCancelState, nullptr);
+    // Cancellation can only strike inside the condition wait, which returns
+    // with the mutex re-acquired: the handler gives it back.
+    pthread_cleanup_push(unlockOnCancel, &shared->mutex);
+    for (;;) {
+        // A poster that died holding the mutex hands it over here too.
+        if (pthread_cond_wait(&shared->condition, &shared->mutex) == EOWNERDEAD)
+            pthread_mutex_consistent(&shared->mutex);
+        deliverNewEvents();
+    }
+    pthread_cleanup_pop(1);
+}
+
+// A new listener first hears of every device already present.
+void QuorvaleDeviceDiscoveryNotifier::replayPresentDevices()
+{
     for (int bit = 0; bit < kDiscoveryPresenceBits; ++bit) {
         const PresenceBit presence = presenceBitOf(bit / kDiscoveryUnitsPerMask, unsigned(bit % kDiscoveryUnitsPerMask));
         if ((readMask(shared, presence.byteOffset) & presence.mask) == 0)
@@ -298,26 +413,33 @@ void QuorvaleDeviceDiscoveryNotifier::listen()
         node.unitNumber = uint8_t(bit % kDiscoveryUnitsPerMask);
         callNotification(node, true);
     }
-    readIndex = shared->writeIndex;
+}
 
-    pthread_setcancelstate(savedCancelState, nullptr);
-    // Cancellation can only strike inside the condition wait, which returns
-    // with the mutex re-acquired: the handler gives it back.
-    pthread_cleanup_push(unlockOnCancel, this);
-    for (;;) {
-        // A poster that died holding the mutex hands it over here too.
-        if (pthread_cond_wait(&shared->condition, &shared->mutex) == EOWNERDEAD)
-            pthread_mutex_consistent(&shared->mutex);
-        while (readIndex != shared->writeIndex) {
-            const QuorvaleDiscoveryEventRec& event = shared->events[readIndex];
+// At most one lap of the ring per wake-up, up to the write index as it was
+// on waking. A write index outside the ring is damage: nothing in the ring
+// can be trusted, so nothing is delivered and reading goes on from slot 0,
+// where the next poster starts again.
+void QuorvaleDeviceDiscoveryNotifier::deliverNewEvents()
+{
+    const int32_t writeIndex = loadWriteIndex(shared);
+    if (!isRingSlot(writeIndex)) {
+        readIndex = 0;
+        return;
+    }
+    // A listener that never took its place in the ring starts where the
+    // ring stands.
+    if (!isRingSlot(readIndex))
+        readIndex = writeIndex;
+    for (int delivered = 0; readIndex != writeIndex && delivered < kDiscoveryRingSize; ++delivered) {
+        const QuorvaleDiscoveryEventRec event = readEvent(shared, readIndex);
+        if (event.node.hasTerminatedPrefix()) {
             QuorvaleDeviceNode node;
             node = event.node;
             callNotification(node, (event.flags & kDiscoveryEventArrived) != 0);
-            if (++readIndex >= kDiscoveryRingSize)
-                readIndex = 0;
         }
+        if (++readIndex >= kDiscoveryRingSize)
+            readIndex = 0;
     }
-    pthread_cleanup_pop(1);
 }
 
 void QuorvaleDeviceDiscoveryNotifier::callNotification(const QuorvaleDeviceNode& node, bool arrived)

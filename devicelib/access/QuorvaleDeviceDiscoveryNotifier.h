@@ -95,6 +95,16 @@ public:
     bool waitForNotifications(IQuorvaleDeviceDiscoveryNotifierDelegate* newDelegate);
     void cancelWaitForNotifications();
 
+    // How long connect() waits for the creator of the channel before it
+    // fails. Tests shorten it.
+    static unsigned joinPatienceMilliseconds;
+
+    // The listener thread's two passes, with the mutex held: every present
+    // device as an arrival, then (after each wake-up) the events posted since
+    // the last one. Tests drive them directly.
+    void replayPresentDevices();
+    void deliverNewEvents();
+
     // Plain fields in this order; white-box tests read them.
     pthread_t thread{};
     uint32_t waitState = kIdle;
@@ -110,7 +120,7 @@ private:
     void listen();
     void callNotification(const QuorvaleDeviceNode& node, bool arrived);
     static void* threadEntry(void* notifier);
-    static void unlockOnCancel(void* notifier);
+    static void unlockOnCancel(void* mutex);
 };
 
 #endif

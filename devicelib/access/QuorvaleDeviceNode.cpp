@@ -24,10 +24,17 @@ QuorvaleDeviceNode& QuorvaleDeviceNode::operator=(const QuorvaleDeviceNode& othe
     return *this;
 }
 
+bool QuorvaleDeviceNode::hasTerminatedPrefix() const
+{
+    return memchr(namePrefix, '\0', sizeof namePrefix) != nullptr;
+}
+
+// The comparisons below stop after the 15 prefix bytes: for a terminated
+// prefix that is plain strcmp, and an unterminated one is never read past.
 int QuorvaleDeviceNode::driverNameIndex() const
 {
     for (int row = 0; row < 3; ++row) {
-        if (strcmp(namePrefix, kDeviceNameMappings[row].nodePrefix) == 0)
+        if (strncmp(namePrefix, kDeviceNameMappings[row].nodePrefix, sizeof namePrefix) == 0)
             return row;
     }
     return -1;
@@ -46,12 +53,12 @@ const char* QuorvaleDeviceNode::driverNameByIndex(int index)
 
 bool QuorvaleDeviceNode::operator==(const QuorvaleDeviceNode& other) const
 {
-    return unitNumber == other.unitNumber && strcmp(namePrefix, other.namePrefix) == 0;
+    return unitNumber == other.unitNumber && strncmp(namePrefix, other.namePrefix, sizeof namePrefix) == 0;
 }
 
 bool QuorvaleDeviceNode::operator<(const QuorvaleDeviceNode& other) const
 {
-    const int order = strcmp(namePrefix, other.namePrefix);
+    const int order = strncmp(namePrefix, other.namePrefix, sizeof namePrefix);
     if (order != 0)
         return order < 0;
     return unitNumber < other.unitNumber;
@@ -59,14 +66,20 @@ bool QuorvaleDeviceNode::operator<(const QuorvaleDeviceNode& other) const
 
 bool QuorvaleDeviceNode::toPath(char* buffer) const
 {
+    if (!hasTerminatedPrefix())
+        return false;
     return sprintf(buffer, "/dev/vantorix/%s%u", namePrefix, unsigned(unitNumber)) > 0;
 }
 
 bool QuorvaleDeviceNode::fromPath(const char* path)
 {
-    // Callers build the path from the directory listing, so the directory
-    // part is skipped rather than checked.
+    // Only a name inside the device directory is a node: a path elsewhere, or
+    // a name with a further '/' ("../x0"), would lead an open out of it.
+    if (strncmp(path, kDeviceDirectory, sizeof kDeviceDirectory - 1) != 0)
+        return false;
     const char* name = path + (sizeof kDeviceDirectory - 1);
+    if (strchr(name, '/') != nullptr)
+        return false;
     size_t prefixLength = 0;
     while (name[prefixLength] != '\0' && (name[prefixLength] < '0' || name[prefixLength] > '9'))
         ++prefixLength;

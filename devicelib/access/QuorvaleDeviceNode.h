@@ -26,6 +26,10 @@ struct QuorvaleDeviceNode {
     QuorvaleDeviceNode(const QuorvaleDeviceNode& other) = default;
     QuorvaleDeviceNode& operator=(const QuorvaleDeviceNode& other);
 
+    // A prefix is a NUL-terminated string within its 15 bytes; 15 bytes
+    // without a NUL (as anyone may write into the shared segment) name no node.
+    bool hasTerminatedPrefix() const;
+
     int driverNameIndex() const;
     const char* driverName() const;
     // Returns the *prefix* of row `index` (callers turn an index back into a
@@ -36,7 +40,9 @@ struct QuorvaleDeviceNode {
     bool operator<(const QuorvaleDeviceNode& other) const;
 
     // `buffer` must hold the directory, 14 prefix characters and 3 digits.
+    // False for a prefix without NUL.
     bool toPath(char* buffer) const;
+    // Only names in the device directory, without a further '/', parse.
     bool fromPath(const char* path);
     bool fromInstance(const QuorvaleInstanceRec* instance);
 };

@@ -12,6 +12,7 @@
 #include "QuorvaleDeviceNode.h"
 #include "QuorvaleInformation.h"
 #include "QuorvaleInstanceRec.h"
+#include "QuorvaleIterator.h"
 
 namespace {
 const unsigned kSharedDataPage = 2;
@@ -28,12 +29,15 @@ QuorvaleInstanceRec* QuorvaleOpenDevice(const QuorvaleDeviceNode* node)
     // Teardown closes `fd`; until the open succeeds it must not name stdin.
     rec->fd = -1;
 
+    // Every event of the shared discovery channel ends here, and anyone can
+    // write one: only a node of a known prefix (so a name in the device
+    // directory) that is the driver's character device is opened.
     char path[64];
-    if (!node->toPath(path)) {
+    if (!node->hasTerminatedPrefix() || node->driverName() == nullptr || !node->toPath(path)) {
         CloseDriverConnectionCore(rec);
         return nullptr;
     }
-    rec->fd = open(path, O_RDWR);
+    rec->fd = quorvale::openDriverNode(path);
     if (rec->fd == -1) {
         CloseDriverConnectionCore(rec);
         return nullptr;

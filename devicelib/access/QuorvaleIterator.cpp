@@ -24,7 +24,7 @@ const unsigned kDriverMajor = 10;
 // place among the sub-devices of its card.
 bool probe(const QuorvaleDeviceNode& node, const char* path, EnumeratedDeviceListElmt& element)
 {
-    const int fd = open(path, O_RDWR);
+    const int fd = quorvale::openDriverNode(path);
     if (fd == -1)
         return false;
     const char* driverName = node.driverName();
@@ -76,6 +76,24 @@ namespace quorvale {
 bool isDriverNode(const struct stat& status)
 {
     return S_ISCHR(status.st_mode) && major(status.st_rdev) == kDriverMajor;
+}
+
+int openDriverNode(const char* path)
+{
+    struct stat status;
+    if (stat(path, &status) != 0 || !isDriverNode(status))
+        return -1;
+    // Opened without blocking, in case the entry was replaced since it was
+    // looked at, then handed on as an ordinary blocking descriptor.
+    const int fd = open(path, O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (fd == -1)
+        return -1;
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags == -1 || fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0) {
+        close(fd);
+        return -1;
+    }
+    return fd;
 }
 
 void orderEnumeratedDevices(std::list<EnumeratedDeviceListElmt>& list,

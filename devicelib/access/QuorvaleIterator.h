@@ -28,6 +28,11 @@ namespace quorvale {
 // Only character devices of the driver's major number are probed.
 bool isDriverNode(const struct stat& status);
 
+// Opens `path` for reading and writing only if it is a character device of
+// the driver, so that nothing else (a FIFO, a terminal, a file on a network)
+// is ever opened, nor an open left waiting on one. -1 otherwise.
+int openDriverNode(const char* path);
+
 // Sorts the probed nodes (stable, by node) and appends them to `nodes` with
 // the sub-devices of one physical card together, in sub-device order. An
 // element with a count of 0, or whose index is not below its count, is never

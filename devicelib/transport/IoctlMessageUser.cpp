@@ -60,13 +60,17 @@ int IoctlMessageUser::call(int req)
 }
 
 // The block lives on this frame, sized exactly by the request and aligned to
-// 16 bytes: no heap per request and no fixed ceiling. Stack use is the block
-// length; the library's largest requests stay far below a page (a 1064-byte
-// buffer message in and out is 2144 bytes), and callers that pass their own
-// sizes (completed frames, flushed input frames) get exactly what they offered.
+// 16 bytes: no heap per request. Stack use is the block length, which is
+// capped at kMaxBlockLength; the library's own requests stay far below a page
+// (a 1064-byte buffer message in and out is 2144 bytes), and callers that pass
+// their own sizes (completed frames, flushed input frames, notifications) get
+// exactly what they offered up to that ceiling.
 int IoctlMessageUser::call(int req, IoctlArguments* args)
 {
-    const std::size_t length = blockLength(*args);
+    const uint64_t fullLength = blockLength(*args);
+    if (fullLength > kMaxBlockLength)
+        return kQuorvaleBadArgument;
+    const std::size_t length = std::size_t(fullLength);
     // The builtin takes its alignment in bits.
     auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
 

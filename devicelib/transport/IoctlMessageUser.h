@@ -6,6 +6,7 @@
 #define QUORVALE_IOCTL_MESSAGE_USER_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "IoctlArguments.h"
 
@@ -55,12 +56,19 @@ public:
     // The driver block: header, input scalars, input structure, then room for
     // the output scalars and structure, in one buffer starting on 16 bytes.
     static constexpr std::size_t kBlockAlignment = 16;
-    static constexpr std::size_t blockLength(const IoctlArguments& args)
+    // Counted in 64 bits: four 32-bit counts overflow a 32-bit size.
+    static constexpr uint64_t blockLength(const IoctlArguments& args)
     {
-        return sizeof(IoctlBlockHeader) + std::size_t{8} * args.scalarInputCount
-               + args.structInputSize + std::size_t{8} * args.scalarOutputCount
+        return sizeof(IoctlBlockHeader) + uint64_t{8} * args.scalarInputCount
+               + args.structInputSize + uint64_t{8} * args.scalarOutputCount
                + args.structOutputSize;
     }
+    // The block lives on the caller's stack, so its length has a ceiling:
+    // 64 KiB is thirty times the largest block the library builds itself (a
+    // buffer message in and out, 2144 bytes), room for 4096 completion
+    // records or any API notification, and a small part of a thread's stack.
+    // A longer request is refused before anything reaches the driver.
+    static constexpr uint64_t kMaxBlockLength = 64 * 1024;
 
 protected:
     int fd;  // not owned: the device record closes it

@@ -1,4 +1,7 @@
 // The progress dialog: its build, the bar, the refused close and the result.
+#include <climits>
+#include <cmath>
+#include <limits>
 #include "DialogTestSupport.h"
 #include "Device.h"
 #include "UpdateProgressDialog.h"
@@ -154,6 +157,44 @@ private slots:
         QCOMPARE(bar(dialog)->value(), 30);
         dialog.updateProgress(-0.5);  // truncates to 0, inside the range
         QCOMPARE(bar(dialog)->value(), 0);
+    }
+
+    void barValueTruncatesEveryDoubleThatFitsAnInt()
+    {
+        QCOMPARE(progressBarValue(99.9), 99);
+        QCOMPARE(progressBarValue(-0.5), 0);
+        QCOMPARE(progressBarValue(-99.9), -99);
+        QCOMPARE(progressBarValue(2147483647.0), INT_MAX);
+        QCOMPARE(progressBarValue(2147483647.9), INT_MAX);
+        QCOMPARE(progressBarValue(-2147483648.0), INT_MIN);
+        QCOMPARE(progressBarValue(-2147483648.9), INT_MIN);
+        QCOMPARE(progressBarValue(std::nextafter(2147483648.0, 0.0)), INT_MAX);
+    }
+
+    void barValueOfDoublesBeyondAnIntStopsAtItsLimits()
+    {
+        QCOMPARE(progressBarValue(2147483648.0), INT_MAX);
+        QCOMPARE(progressBarValue(1e300), INT_MAX);
+        QCOMPARE(progressBarValue(std::numeric_limits<double>::infinity()), INT_MAX);
+        QCOMPARE(progressBarValue(-2147483649.0), INT_MIN);
+        QCOMPARE(progressBarValue(-1e300), INT_MIN);
+        QCOMPARE(progressBarValue(-std::numeric_limits<double>::infinity()), INT_MIN);
+        QCOMPARE(progressBarValue(std::nan("")), 0);
+        QCOMPARE(progressBarValue(-std::numeric_limits<double>::quiet_NaN()), 0);
+    }
+
+    void nanInfinityAndHugeValuesLeaveTheBarInRange()
+    {
+        UpdateProgressDialog dialog{Device()};
+        dialog.updateProgress(30.0);
+        dialog.updateProgress(1e300);
+        QCOMPARE(bar(dialog)->value(), 30);
+        dialog.updateProgress(-std::numeric_limits<double>::infinity());
+        QCOMPARE(bar(dialog)->value(), 30);
+        dialog.updateProgress(std::numeric_limits<double>::quiet_NaN());
+        QCOMPARE(bar(dialog)->value(), 0);
+        dialog.updateProgress(64.2);
+        QCOMPARE(bar(dialog)->value(), 64);
     }
 
     void successfulUpdateReturns1()
