@@ -12,6 +12,7 @@ packages=(
   dbus dbus-x11 libunity9
   procps psmisc util-linux
   tesseract-ocr
+  clang-14 libclang-rt-14-dev
 )
 
 missing=()

@@ -2,15 +2,16 @@
 # The whole test suite, from a fresh clone: installs what is missing, makes the
 # i386 sysroot, then configures, builds and tests the i386 product build, the
 # native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
-# ThreadSanitizer. Ends with one line: "N passed, M failed" over all builds
-# (a build that does not configure or compile counts as one failure).
+# ThreadSanitizer, then runs every fuzz target briefly. Ends with one line:
+# "N passed, M failed" over all of it (a build that does not configure or
+# compile, and a fuzz run that finds something, count as one failure each).
 #
-#   scripts/test-all.sh [preset ...]     (default: i386 native asan tsan)
+#   scripts/test-all.sh [step ...]     (default: i386 native asan tsan fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan)
+[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan fuzz)
 
 scripts/install-deps.sh
 i386_execution=""
@@ -32,7 +33,21 @@ passed=0
 failed=0
 summary=()
 failures=()
+# A step that is one command: one pass or one failure.
+step() {
+  local name=$1; shift
+  echo "=== $name"
+  if "$@"; then
+    passed=$((passed + 1)); summary+=("$name: passed")
+  else
+    status=1; failed=$((failed + 1)); summary+=("$name: FAILED")
+  fi
+}
+
 for preset in "${presets[@]}"; do
+  case "$preset" in
+    fuzz) step "fuzz (every target 20 s)" scripts/fuzz.sh all 20; continue ;;
+  esac
   log="build/$preset/ctest.log"
   echo "=== $preset: configure and build"
   mkdir -p build
