@@ -7,6 +7,8 @@
 #include <unistd.h>
 #include <cerrno>
 #include <algorithm>
+#include <atomic>
+#include <new>
 #include <cstring>
 
 #include "QuorvaleAccess.h"
@@ -130,6 +132,25 @@ private:
 };
 
 }  // namespace
+
+// What a listener thread shares with the thread that stops it. Once the
+// listener waits in the condition, it touches nothing of the notifier again
+// unless it wins the step from kWaiting to kDelivering; the stopper may take
+// the step from kWaiting to kLeftBehind instead, after which the thread owns
+// this record alone and frees it as it ends.
+struct QuorvaleDeviceDiscoveryNotifier::ListenerRun {
+    enum : int { kStarting, kWaiting, kDelivering, kEnded, kLeftBehind };
+
+    QuorvaleDeviceDiscoveryNotifier* notifier;
+    pthread_mutex_t* mutex = nullptr;
+    std::atomic<int> phase{kStarting};
+};
+
+// A cancelled listener retakes the mutex before it can end; a process that
+// holds it for good would keep it, and whoever stops the listener, waiting
+// forever. Two seconds is far longer than any poster or listener of the
+// family holds the mutex while delivering to a delegate that returns.
+unsigned QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = 2000;
 
 // A creator enumerates every node of every card, opening each twice and
 // asking a few questions of its driver each time; even a slow machine with
@@ -270,8 +291,10 @@ void QuorvaleDeviceDiscoveryNotifier::disconnect()
     if (delegate != nullptr)
         cancelWaitForNotifications();
     if (shared != nullptr) {
-        munmap(shared, kDiscoverySegmentSize);
+        if (!mappingLent)
+            munmap(shared, kDiscoverySegmentSize);
         shared = nullptr;
+        mappingLent = false;
     }
     if (shmFd != -1) {
         close(shmFd);
@@ -341,8 +364,14 @@ bool QuorvaleDeviceDiscoveryNotifier::waitForNotifications(IQuorvaleDeviceDiscov
         return false;
     waitState = kListening;
     delegate = newDelegate;
-    if (pthread_create(&thread, nullptr, threadEntry, this) == 0)
-        return true;
+    run = new (std::nothrow) ListenerRun{this};
+    if (run != nullptr) {
+        run->mutex = &shared->mutex;
+        if (pthread_create(&thread, nullptr, threadEntry, run) == 0)
+            return true;
+        delete run;
+        run = nullptr;
+    }
     // Listening stays recorded; a null thread tells the later cancellation
     // that there is nothing to cancel or join.
     thread = pthread_t();
@@ -356,31 +385,80 @@ void QuorvaleDeviceDiscoveryNotifier::cancelWaitForNotifications()
     waitState = kCancelling;
     if (thread != pthread_t()) {
         pthread_cancel(thread);
-        pthread_join(thread, nullptr);
+        if (joinListener())
+            delete run;
+        else
+            mappingLent = true;
+        run = nullptr;
         thread = pthread_t();
     }
     delegate = nullptr;
     waitState = kIdle;
 }
 
-void* QuorvaleDeviceDiscoveryNotifier::threadEntry(void* notifier)
+// Joins the cancelled listener; true once it has ended. A listener that a
+// stuck holder of the mutex keeps waiting in the condition is left behind
+// after the patience runs out (false): it will touch only its run record and
+// the mutex. One still delivering is waited for, as long as that takes.
+bool QuorvaleDeviceDiscoveryNotifier::joinListener()
 {
-    static_cast<QuorvaleDeviceDiscoveryNotifier*>(notifier)->listen();
+    const Deadline patience(cancelPatienceMilliseconds);
+    for (;;) {
+        const Deadline slice(100);
+        const timespec until = slice.monotonic();
+        if (pthread_clockjoin_np(thread, nullptr, CLOCK_MONOTONIC, &until) == 0)
+            return true;
+        int waiting = ListenerRun::kWaiting;
+        if (patience.passed() && run->phase.compare_exchange_strong(waiting, ListenerRun::kLeftBehind)) {
+            pthread_detach(thread);
+            return false;
+        }
+    }
+}
+
+void* QuorvaleDeviceDiscoveryNotifier::threadEntry(void* run)
+{
+    auto* listenerRun = static_cast<ListenerRun*>(run);
+    listenerRun->notifier->listen(listenerRun);
     return nullptr;
 }
 
-// Takes the mutex itself, not the notifier: it runs in the listener thread
-// as it ends, and needs nothing else.
-void QuorvaleDeviceDiscoveryNotifier::unlockOnCancel(void* mutex)
+// The cancellation clean-up handler: gives the mutex back. It takes the run
+// record, not the notifier, which may be gone when a listener left behind
+// finally gets the mutex.
+void QuorvaleDeviceDiscoveryNotifier::endListening(void* run)
 {
-    pthread_mutex_unlock(static_cast<pthread_mutex_t*>(mutex));
+    auto* listenerRun = static_cast<ListenerRun*>(run);
+    pthread_mutex_unlock(listenerRun->mutex);
+    int waiting = ListenerRun::kWaiting;
+    if (!listenerRun->phase.compare_exchange_strong(waiting, ListenerRun::kEnded))
+        delete listenerRun;  // left behind: nobody else will
 }
 
-void QuorvaleDeviceDiscoveryNotifier::listen()
+// The first lock of a listener waits in slices, cancellable between them, so
+// that a process holding the mutex for good cannot keep the listener from
+// ending; between slices it holds nothing.
+void QuorvaleDeviceDiscoveryNotifier::lockForListening()
+{
+    for (;;) {
+        const Deadline slice(100);
+        const timespec until = slice.monotonic();
+        const int result = pthread_mutex_clocklock(&shared->mutex, CLOCK_MONOTONIC, &until);
+        if (result == EOWNERDEAD)
+            pthread_mutex_consistent(&shared->mutex);
+        if (result != ETIMEDOUT)
+            return;
+        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+        pthread_testcancel();
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+    }
+}
+
+void QuorvaleDeviceDiscoveryNotifier::listen(ListenerRun* listenerRun)
 {
     int savedCancelState = PTHREAD_CANCEL_ENABLE;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &savedCancelState);
-    lock();
+    lockForListening();
 
     replayPresentDevices();
     readIndex = loadWriteIndex(shared);
@@ -390,10 +468,15 @@ void QuorvaleDeviceDiscoveryNotifier::listen()
     pthread_setcancelstate(savedCancelState, nullptr);
     // Cancellation can only strike inside the condition wait, which returns
     // with the mutex re-acquired: the handler gives it back.
-    pthread_cleanup_push(unlockOnCancel, &shared->mutex);
+    pthread_cleanup_push(endListening, listenerRun);
     for (;;) {
+        listenerRun->phase.store(ListenerRun::kWaiting);
         // A poster that died holding the mutex hands it over here too.
-        if (pthread_cond_wait(&shared->condition, &shared->mutex) == EOWNERDEAD)
+        const int woken = pthread_cond_wait(&shared->condition, &shared->mutex);
+        int waiting = ListenerRun::kWaiting;
+        if (!listenerRun->phase.compare_exchange_strong(waiting, ListenerRun::kDelivering))
+            pthread_exit(nullptr);  // left behind: the notifier is no longer ours
+        if (woken == EOWNERDEAD)
             pthread_mutex_consistent(&shared->mutex);
         deliverNewEvents();
     }

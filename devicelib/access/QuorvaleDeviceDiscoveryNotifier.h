@@ -99,6 +99,10 @@ public:
     // fails. Tests shorten it.
     static unsigned joinPatienceMilliseconds;
 
+    // How long cancelWaitForNotifications() waits for a cancelled listener
+    // that cannot take the mutex back before it leaves the thread behind.
+    static unsigned cancelPatienceMilliseconds;
+
     // The listener thread's two passes, with the mutex held: every present
     // device as an arrival, then (after each wake-up) the events posted since
     // the last one. Tests drive them directly.
@@ -114,13 +118,23 @@ public:
     IQuorvaleDeviceDiscoveryNotifierDelegate* delegate = nullptr;
 
 private:
+    struct ListenerRun;
+
     bool create();
     bool join();
     bool recordPresentDevices();
-    void listen();
+    void listen(ListenerRun* run);
+    void lockForListening();
+    bool joinListener();
     void callNotification(const QuorvaleDeviceNode& node, bool arrived);
-    static void* threadEntry(void* notifier);
-    static void unlockOnCancel(void* mutex);
+    static void* threadEntry(void* run);
+    static void endListening(void* run);
+
+    // The running listener's share with whoever stops it.
+    ListenerRun* run = nullptr;
+    // A listener left behind still waits on the mutex inside the mapping,
+    // so the mapping stays for the life of the process.
+    bool mappingLent = false;
 };
 
 #endif

@@ -4,6 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <atomic>
+#include <chrono>
+#include <future>
 
 #include "QuorvaleAccess.h"
 #include "DiscoveryTestSupport.h"
@@ -95,6 +97,80 @@ TEST_F(DiscoveryFaultTest, PosterKilledHoldingTheMutexDoesNotSilenceTheListener)
     EXPECT_TRUE(notifier.notify(&second, true));
     awaitWaitingListener(recorder, 2);
     notifier.cancelWaitForNotifications();
+}
+
+// Stops the listener from another thread, so that a stop that never returns
+// fails the test instead of hanging it.
+bool cancelReturns(QuorvaleDeviceDiscoveryNotifier& notifier)
+{
+    auto stopping = std::async(std::launch::async, [&notifier] { notifier.cancelWaitForNotifications(); });
+    return stopping.wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+}
+
+TEST_F(DiscoveryFaultTest, ListenerThatAHolderKeepsFromTheMutexIsLeftBehindWhenStopped)
+{
+    const unsigned patience = QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds;
+    QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = 300;
+    const int threads = processHoldings().threads;
+    ASSERT_TRUE(notifier.connect());
+    Recorder recorder;
+    ASSERT_TRUE(notifier.waitForNotifications(&recorder));
+    const QuorvaleDeviceNode first = fakeworld::parseNode("dv1");
+    ASSERT_TRUE(notifier.notify(&first, true));
+    awaitWaitingListener(recorder, 1);
+
+    Peer holder;
+    ASSERT_EQ(holder.ask("connect"), "connect 1");
+    ASSERT_EQ(holder.ask("lock"), "lock 0");
+    // Cancelled in its condition wait, the listener must retake the mutex
+    // before it can end, and the holder never gives it.
+    const bool stopped = cancelReturns(notifier);
+    if (!stopped)
+        holder.signal(SIGKILL);
+    ASSERT_TRUE(stopped);
+    EXPECT_EQ(notifier.waitState, 0u);
+    EXPECT_EQ(notifier.delegate, nullptr);
+    notifier.disconnect();
+    // The listener left behind still waits on the mutex inside the mapping.
+    EXPECT_EQ(processHoldings().segmentMappings, 1);
+    EXPECT_THREADS(processHoldings().threads, threads + 1);
+
+    // Given the mutex at last, it hands it straight back and ends, delivering
+    // nothing more.
+    ASSERT_EQ(holder.ask("unlock"), "unlock 0");
+    EXPECT_THREADS(settledHoldings(threads).threads, threads);
+    Peer next;
+    ASSERT_EQ(next.ask("connect"), "connect 1");
+    EXPECT_EQ(next.ask("lock"), "lock 0");
+    EXPECT_EQ(next.ask("unlock"), "unlock 0");
+    EXPECT_EQ(recorder.arrivals, 1);
+    EXPECT_TRUE(holder.finish());
+    EXPECT_TRUE(next.finish());
+    QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = patience;
+}
+
+TEST_F(DiscoveryFaultTest, ListenerThatNeverGotTheMutexEndsWhenStopped)
+{
+    ASSERT_TRUE(notifier.connect());
+    Peer holder;
+    ASSERT_EQ(holder.ask("connect"), "connect 1");
+    ASSERT_EQ(holder.ask("lock"), "lock 0");
+    const int threads = processHoldings().threads;
+    Recorder recorder;
+    ASSERT_TRUE(notifier.waitForNotifications(&recorder));
+    EXPECT_THREADS(processHoldings().threads, threads + 1);
+
+    const bool stopped = cancelReturns(notifier);
+    if (!stopped)
+        holder.signal(SIGKILL);
+    ASSERT_TRUE(stopped);
+    // It ended: nothing is left behind, the mapping goes with the notifier.
+    EXPECT_THREADS(settledHoldings(threads).threads, threads);
+    notifier.disconnect();
+    EXPECT_EQ(processHoldings().segmentMappings, 0);
+    ASSERT_EQ(holder.ask("unlock"), "unlock 0");
+    EXPECT_EQ(recorder.arrivals, 0);
+    EXPECT_TRUE(holder.finish());
 }
 
 TEST_F(DiscoveryFaultTest, CancellationDuringTheWaitReleasesTheMutex)

@@ -47,6 +47,7 @@ struct World {
     bool holdEnumeration = strcmp(environment("QUORVALE_FAKE_HOLD_ENUMERATION"), "1") == 0;
     bool holdIterator = strcmp(environment("QUORVALE_FAKE_HOLD_ITERATOR"), "1") == 0;
     std::set<FakeDevice*> open;
+    int tried = 0;
 };
 
 World& world()
@@ -78,6 +79,7 @@ QuorvaleInstanceRec* openFake(const QuorvaleDeviceNode& node)
 {
     World& w = world();
     std::lock_guard<std::mutex> guard(w.mutex);
+    ++w.tried;
     if (node.driverName() == nullptr || contains(w.unopenable, fakeworld::nodeName(node)))
         return nullptr;
     auto* device = static_cast<FakeDevice*>(calloc(1, sizeof(FakeDevice)));
@@ -113,6 +115,12 @@ QuorvaleDeviceNode parseNode(const std::string& name)
 std::string nodeName(const QuorvaleDeviceNode& node)
 {
     return std::string(node.namePrefix) + std::to_string(node.unitNumber);
+}
+
+int opensTried()
+{
+    std::lock_guard<std::mutex> guard(world().mutex);
+    return world().tried;
 }
 
 int openDevices()

@@ -26,6 +26,7 @@ std::string nodeNameOf(const QuorvaleInstanceRec* device);
 QuorvaleDeviceNode parseNode(const std::string& name);
 std::string nodeName(const QuorvaleDeviceNode& node);
 
+int opensTried();    // every QuorvaleOpenDevice call
 int openDevices();   // opened and not yet closed
 int closeAllOpen();  // frees what is still open; returns how many
 
