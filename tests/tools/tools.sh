@@ -146,6 +146,43 @@ info)
     ctl list --bogus > usage.out 2> usage.err
     same "unknown option: exit 2" 2 $?
     ;;
+sim)
+    write_cards
+    { echo "# cards for quorvale-sim"; echo "format 1"; cat cards.conf; } > sim.conf
+    "$VX_SIM" --config sim.conf --log requests.jsonl -- "$VX_FOREIGN" > foreign.out 2> foreign.err
+    same "the foreign program ran and succeeded" 0 $?
+    same "it saw the configured cards, in enumeration order" \
+"/dev/vantorix/dv3 Quorvale Quorvale Kestrine 1.2
+/dev/vantorix/dv1 Quorvale Quorvale Lumatrel Duo 3.14
+/dev/vantorix/dv0 Quorvale Quorvale Lumatrel Duo 3.14
+/dev/vantorix/io0 VantorixIO Quorvale Quillet 4K 9.1
+4 cards" "$(cat foreign.out)"
+    check "nothing on stderr" test ! -s foreign.err
+    check "request log: JSON lines" jq -e . requests.jsonl > /dev/null
+    same "request log: firmware of io0 asked as a message" "gfwv" \
+        "$(jq -r 'select(.node == "io0" and .code != null) | .code' requests.jsonl | grep -m1 gfwv)"
+    same "request log: firmware of dv0 asked by number" '"0x996"' \
+        "$(jq -c 'select(.node == "dv0") | .request' requests.jsonl | grep -m1 0x996)"
+    : > empty.conf
+    "$VX_SIM" --config empty.conf -- "$VX_FOREIGN" > none.out
+    same "the program's exit status is passed on" 3 $?
+    printf 'format 2\ncard dv0\n' > future.conf
+    "$VX_SIM" --config future.conf -- "$VX_FOREIGN" > future.out 2> future.err
+    same "a later format: exit 2" 2 $?
+    check "...saying so" grep -q "quorvale-sim: future.conf: line 1: format 2 is not understood here" future.err
+    "$VX_SIM" --config sim.conf -- no-such-program-here 2> missing.err
+    same "a missing program: exit 127" 127 $?
+    # The class this tree has no harness for: a bare ELF header is enough.
+    if [ "$VX_ABI" = i386 ]; then other=64 class='\002'; else other=32 class='\001'; fi
+    printf "\177ELF$class" > other-class && chmod +x other-class
+    env -u QUORVALE_SIM_HARNESS_$other "$VX_SIM" --config sim.conf -- ./other-class 2> other.err
+    same "a $other-bit program without its harness: exit 2" 2 $?
+    check "...naming what to install or set" grep -q "no harness for $other-bit programs" other.err
+    "$VX_SIM" --help > help.out
+    check "--help exits 0 with the usage" grep -q "^usage: quorvale-sim --config FILE" help.out
+    "$VX_SIM" --config sim.conf > usage.out 2> usage.err
+    same "no program: exit 2" 2 $?
+    ;;
 watch)
     post --unlink
     post +dv7 > /dev/null
