@@ -1,6 +1,7 @@
 #include "UpdateProgressDialog.h"
 
 #include "DialogFrame.h"
+#include "LauncherBusEntry.h"
 #include "LauncherProgress.h"
 
 #include <QCloseEvent>
@@ -51,9 +52,16 @@ UpdateProgressDialog::UpdateProgressDialog(const Device&)
     DialogFrame::fixWindow(this, kProgressSize, kProgressFlags);
     setWindowTitle(tr("Updating Software..."));
 
-    LauncherProgress::load();
-    m_launcherEntry = LauncherProgress::entry();
-    LauncherProgress::setProgressVisible(m_launcherEntry, true);
+    if (LauncherProgress::load()) {
+        m_launcherEntry = LauncherProgress::entry();
+        LauncherProgress::setProgressVisible(m_launcherEntry, true);
+    } else {
+        // No library on this desktop: the launcher still hears of the
+        // update, through the signal the library would have sent.
+        m_launcherOnBus = LauncherBusEntry::connect();
+        if (m_launcherOnBus)
+            LauncherBusEntry::setProgressVisible(true);
+    }
 }
 
 void UpdateProgressDialog::updateProgress(double percent)
@@ -61,12 +69,18 @@ void UpdateProgressDialog::updateProgress(double percent)
     // Truncation toward zero: 99.9 shows 99 until the updater says 100.
     m_progressBar->setValue(progressBarValue(percent));
     LauncherProgress::setProgress(m_launcherEntry, percent / 100.0);
+    if (m_launcherOnBus)
+        LauncherBusEntry::setProgress(percent / 100.0);
 }
 
 void UpdateProgressDialog::updateComplete(bool success)
 {
     LauncherProgress::setProgressVisible(m_launcherEntry, false);
     LauncherProgress::setUrgent(m_launcherEntry, true);
+    if (m_launcherOnBus) {
+        LauncherBusEntry::setProgressVisible(false);
+        LauncherBusEntry::setUrgent(true);
+    }
     m_updateFinished = true;
     done(success ? 1 : 0);
 }

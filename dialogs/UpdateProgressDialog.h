@@ -1,5 +1,6 @@
 // Shown while the external updater flashes one card: a warning, a percentage
-// bar, and the same progress on the desktop launcher icon when available.
+// bar, and the same progress on the desktop launcher icon when available
+// (through the launcher library, or without it over the session bus).
 #ifndef VANTORIX_UPDATEPROGRESSDIALOG_H
 #define VANTORIX_UPDATEPROGRESSDIALOG_H
 
@@ -38,6 +39,9 @@ private:
     QProgressBar* m_progressBar = nullptr;
     bool m_updateFinished = false;
     void* m_launcherEntry = nullptr;
+    // True when no launcher library loaded and the session bus carries our
+    // own launcher signals instead.
+    bool m_launcherOnBus = false;
 };
 
 #endif

@@ -11,6 +11,7 @@ packages=(
   xvfb xauth xdotool x11-utils imagemagick librsvg2-bin
   dbus dbus-x11 libunity9
   procps psmisc util-linux
+  jq
   tesseract-ocr
   clang-14 libclang-rt-14-dev
 )

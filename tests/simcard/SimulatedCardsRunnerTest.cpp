@@ -159,4 +159,55 @@ TEST(SimulatedCardConfig, FormatsMessageAndRawRequestsOnOneLine)
     EXPECT_EQ(simcard::formatRequest(raw), "node=dv1 request=0x5001 raw=0x1000 bytes=ab01");
 }
 
+TEST(SimulatedCardConfig, TakesFormatOneAsItsFirstLineOnly)
+{
+    std::vector<simcard::NodeConfig> nodes;
+    std::string error;
+    std::istringstream current("# cards\n\nformat 1\ncard dv0\n");
+    EXPECT_TRUE(simcard::parseConfig(current, nodes, error)) << error;
+    EXPECT_EQ(nodes.size(), 1u);
+
+    nodes.clear();
+    std::istringstream later("format 2\ncard dv0\n");
+    EXPECT_FALSE(simcard::parseConfig(later, nodes, error));
+    EXPECT_EQ(error, "line 1: format 2 is not understood here (this version reads format 1)");
+
+    nodes.clear();
+    std::istringstream misplaced("card dv0\nformat 1\n");
+    EXPECT_FALSE(simcard::parseConfig(misplaced, nodes, error));
+    EXPECT_EQ(error, "line 2: \"format N\" comes alone, before every other line");
+}
+
+TEST(SimulatedCardConfig, FormatsRequestsAsJsonObjects)
+{
+    simcard::Request message;
+    message.node = "io0";
+    message.request = 0x90001;
+    message.structInputSize = 2;
+    message.structOutputSize = 40;
+    message.structInput = {0x67, 0x73};
+    message.message = true;
+    message.messageCode = simcard::fourcc("gsub");
+    message.messageScalars = {1, 0x20, 0, 0};
+    EXPECT_EQ(simcard::formatRequestJson(message),
+              "{\"node\":\"io0\",\"request\":\"0x90001\",\"counts\":[0,2,0,40],\"scalars\":[],"
+              "\"struct\":\"6773\",\"code\":\"gsub\",\"mscalars\":[\"0x1\",\"0x20\",\"0x0\",\"0x0\"]}");
+    simcard::Request scalar;
+    scalar.node = "dv0";
+    scalar.request = 0x99a;
+    scalar.scalarInputCount = 1;
+    scalar.scalarInputs = {5};
+    EXPECT_EQ(simcard::formatRequestJson(scalar),
+              "{\"node\":\"dv0\",\"request\":\"0x99a\",\"counts\":[1,0,0,0],\"scalars\":[\"0x5\"],"
+              "\"struct\":\"\"}");
+    simcard::Request raw;
+    raw.node = "dv1";
+    raw.request = 0x5001;
+    raw.raw = true;
+    raw.rawValue = 0x1000;
+    raw.rawBytes = {0xAB, 0x01};
+    EXPECT_EQ(simcard::formatRequestJson(raw),
+              "{\"node\":\"dv1\",\"request\":\"0x5001\",\"raw\":\"0x1000\",\"bytes\":\"ab01\"}");
+}
+
 }  // namespace

@@ -254,12 +254,25 @@ bool parseConfig(std::istream& in, std::vector<NodeConfig>& nodes, std::string& 
         error = "line " + std::to_string(number) + ": " + why;
         return false;
     };
+    int firstLine = 0;  // the first line that is not blank or a comment
     while (std::getline(in, line)) {
         ++number;
         std::vector<std::string> w = words(line);
         if (w.empty())
             continue;
+        if (firstLine == 0)
+            firstLine = number;
         std::size_t first = 0;
+        if (w[0] == "format") {
+            // Versioned so that a newer file fails loudly instead of being
+            // half understood.
+            if (number != firstLine || w.size() != 2)
+                return fail("\"format N\" comes alone, before every other line");
+            if (w[1] != std::to_string(kConfigFormat))
+                return fail("format " + w[1] + " is not understood here (this version reads format "
+                            + std::to_string(kConfigFormat) + ")");
+            continue;
+        }
         if (w[0] == "card") {
             NodeConfig node;
             if (w.size() < 2 || !nodeName(w[1], node))
@@ -326,6 +339,45 @@ std::string formatRequest(const Request& r)
         }
     }
     return s;
+}
+
+}  // namespace simcard
+
+namespace simcard {
+
+std::string formatRequestJson(const Request& r)
+{
+    auto hexNumber = [](unsigned long long v) {
+        char b[24];
+        snprintf(b, sizeof b, "\"0x%llx\"", v);
+        return std::string(b);
+    };
+    auto hexBytes = [](const std::vector<uint8_t>& bytes) {
+        std::string s = "\"";
+        char b[4];
+        for (uint8_t v : bytes) {
+            snprintf(b, sizeof b, "%02x", v);
+            s += b;
+        }
+        return s + "\"";
+    };
+    // Node names and message codes are letters and digits: no escaping.
+    std::string s = "{\"node\":\"" + r.node + "\",\"request\":" + hexNumber(r.request);
+    if (r.raw)
+        return s + ",\"raw\":" + hexNumber(r.rawValue) + ",\"bytes\":" + hexBytes(r.rawBytes) + "}";
+    s += ",\"counts\":[" + std::to_string(r.scalarInputCount) + "," + std::to_string(r.structInputSize) + ","
+         + std::to_string(r.scalarOutputCount) + "," + std::to_string(r.structOutputSize) + "]";
+    s += ",\"scalars\":[";
+    for (std::size_t i = 0; i < r.scalarInputs.size(); ++i)
+        s += (i ? "," : "") + hexNumber(r.scalarInputs[i]);
+    s += "],\"struct\":" + hexBytes(r.structInput);
+    if (r.message) {
+        s += ",\"code\":\"" + fourccText(r.messageCode) + "\",\"mscalars\":[";
+        for (std::size_t i = 0; i < 4; ++i)
+            s += (i ? "," : "") + hexNumber(r.messageScalars[i]);
+        s += "]";
+    }
+    return s + "}";
 }
 
 }  // namespace simcard

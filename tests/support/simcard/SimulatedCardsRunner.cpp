@@ -1,13 +1,18 @@
 // simulated_cards: runs a program against simulated Quorvale cards.
 //
-//   simulated_cards --config FILE [--log FILE] -- PROGRAM ARGS...
+//   simulated_cards --config FILE [--log FILE] [--log-format text|json]
+//                   [--name NAME] -- PROGRAM ARGS...
+//
+// Installed as the harness of quorvale-sim (one per ABI), which gives it
+// --log-format json and its own name for messages.
 //
 // Builds an emulated /dev/vantorix from FILE, runs PROGRAM (and whatever it
 // execs) under the emulation, answers its ioctls until it exits, writes one
 // line per request to the log, and exits with PROGRAM's status (128 + signal
 // if it was killed). SIGTERM, SIGINT and SIGHUP are passed on to PROGRAM.
 //
-// Configuration: one card per "card" line, settings either as key=value
+// Configuration: an optional first line "format 1" (the version of this
+// format; another number is refused), then one card per "card" line, settings either as key=value
 // words on that line (several values separated by commas) or as
 // "key value..." lines that follow it. '#' starts a comment. Numbers are
 // decimal or 0x hexadecimal; message codes are four characters or numbers.
@@ -40,6 +45,7 @@
 //     fail-message gfwv 5
 //
 // Log line: node=dv0 request=0x99a counts=0,0,3,0 scalars= [code=gsub mscalars=...]
+// or with --log-format json one object per line (see formatRequestJson).
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -58,6 +64,7 @@
 namespace {
 
 volatile sig_atomic_t g_child = 0;
+std::string g_name = "simulated_cards";
 
 void forward(int signalNumber)
 {
@@ -67,7 +74,7 @@ void forward(int signalNumber)
 
 int usage()
 {
-    fputs("usage: simulated_cards --config FILE [--log FILE] -- PROGRAM ARGS...\n", stderr);
+    fprintf(stderr, "usage: %s --config FILE [--log FILE] -- PROGRAM ARGS...\n", g_name.c_str());
     return 2;
 }
 
@@ -105,6 +112,7 @@ int main(int argc, char** argv)
 {
     std::string configPath;
     std::string logPath;
+    bool jsonLog = false;
     int programIndex = -1;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -112,6 +120,11 @@ int main(int argc, char** argv)
             configPath = argv[++i];
         } else if (a == "--log" && i + 1 < argc) {
             logPath = argv[++i];
+        } else if (a == "--log-format" && i + 1 < argc
+                   && (strcmp(argv[i + 1], "json") == 0 || strcmp(argv[i + 1], "text") == 0)) {
+            jsonLog = strcmp(argv[++i], "json") == 0;
+        } else if (a == "--name" && i + 1 < argc) {
+            g_name = argv[++i];
         } else if (a == "--") {
             programIndex = i + 1;
             break;
@@ -124,13 +137,13 @@ int main(int argc, char** argv)
 
     std::ifstream config(configPath);
     if (!config) {
-        fprintf(stderr, "simulated_cards: cannot read %s\n", configPath.c_str());
+        fprintf(stderr, "%s: cannot read %s: %s\n", g_name.c_str(), configPath.c_str(), strerror(errno));
         return 2;
     }
     std::vector<simcard::NodeConfig> nodes;
     std::string error;
     if (!simcard::parseConfig(config, nodes, error)) {
-        fprintf(stderr, "simulated_cards: %s: %s\n", configPath.c_str(), error.c_str());
+        fprintf(stderr, "%s: %s: %s\n", g_name.c_str(), configPath.c_str(), error.c_str());
         return 2;
     }
 
@@ -141,7 +154,7 @@ int main(int argc, char** argv)
         for (const simcard::NodeConfig& node : nodes)
             cards.addNode(node);
     } catch (const std::exception& e) {
-        fprintf(stderr, "simulated_cards: %s\n", e.what());
+        fprintf(stderr, "%s: %s\n", g_name.c_str(), e.what());
         return 2;
     }
 
@@ -153,7 +166,7 @@ int main(int argc, char** argv)
 
     const pid_t child = fork();
     if (child < 0) {
-        perror("simulated_cards: fork");
+        fprintf(stderr, "%s: fork: %s\n", g_name.c_str(), strerror(errno));
         return 2;
     }
     if (child == 0) {
@@ -162,7 +175,7 @@ int main(int argc, char** argv)
         for (int s : {SIGTERM, SIGINT, SIGHUP})
             sigaction(s, &standard, nullptr);
         execvp(argv[programIndex], argv + programIndex);
-        fprintf(stderr, "simulated_cards: cannot run %s: %s\n", argv[programIndex], strerror(errno));
+        fprintf(stderr, "%s: cannot run %s: %s\n", g_name.c_str(), argv[programIndex], strerror(errno));
         _exit(127);
     }
     g_child = child;
@@ -174,7 +187,7 @@ int main(int argc, char** argv)
     if (!logPath.empty()) {
         std::ofstream log(logPath);
         for (const simcard::Request& r : cards.requests())
-            log << simcard::formatRequest(r) << '\n';
+            log << (jsonLog ? simcard::formatRequestJson(r) : simcard::formatRequest(r)) << '\n';
     }
     if (WIFEXITED(status))
         return WEXITSTATUS(status);
