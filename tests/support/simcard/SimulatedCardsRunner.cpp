@@ -164,6 +164,13 @@ int main(int argc, char** argv)
     for (int s : {SIGTERM, SIGINT, SIGHUP})
         sigaction(s, &action, nullptr);
 
+    // Held back until the child's pid is known: a signal that arrives while
+    // the program starts is forwarded, not lost.
+    sigset_t forwarded, previous;
+    sigemptyset(&forwarded);
+    for (int s : {SIGTERM, SIGINT, SIGHUP})
+        sigaddset(&forwarded, s);
+    sigprocmask(SIG_BLOCK, &forwarded, &previous);
     const pid_t child = fork();
     if (child < 0) {
         fprintf(stderr, "%s: fork: %s\n", g_name.c_str(), strerror(errno));
@@ -174,11 +181,13 @@ int main(int argc, char** argv)
         standard.sa_handler = SIG_DFL;
         for (int s : {SIGTERM, SIGINT, SIGHUP})
             sigaction(s, &standard, nullptr);
+        sigprocmask(SIG_SETMASK, &previous, nullptr);
         execvp(argv[programIndex], argv + programIndex);
         fprintf(stderr, "%s: cannot run %s: %s\n", g_name.c_str(), argv[programIndex], strerror(errno));
         _exit(127);
     }
     g_child = child;
+    sigprocmask(SIG_SETMASK, &previous, nullptr);
 
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
