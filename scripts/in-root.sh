@@ -4,8 +4,8 @@
 #   scripts/in-root.sh [--bind HOST_PATH:ROOT_PATH]... [--overlay DIR]
 #                      [--env NAME=VALUE]... ROOT COMMAND [ARG...]
 #
-# The command runs in private mount and PID namespaces: /proc, /dev/shm, /tmp,
-# /etc/resolv.conf and the binds exist only for it and vanish when it ends,
+# The command runs in private mount and PID namespaces: /proc, /dev/pts,
+# /dev/shm, /tmp, /etc/resolv.conf and the binds exist only for it and vanish when it ends,
 # however it ends. A root therefore never keeps a mount inside it, and removing
 # a root can never reach into the machine's /proc, /sys or /dev.
 #
@@ -26,7 +26,11 @@ if [ "${1:-}" = "--inside" ]; then
         root=$overlay/merged
     fi
     mount -t proc proc "$root/proc"
-    mkdir -p "$root/dev/shm" "$root/tmp"
+    mkdir -p "$root/dev/shm" "$root/dev/pts" "$root/tmp"
+    if mount -t devpts -o newinstance,ptmxmode=0666,mode=0620 devpts "$root/dev/pts" 2> /dev/null \
+        && [ -e "$root/dev/ptmx" ] && [ ! -L "$root/dev/ptmx" ]; then
+        mount --bind "$root/dev/pts/ptmx" "$root/dev/ptmx"
+    fi
     mount -t tmpfs -o mode=1777 tmpfs "$root/dev/shm"
     mount -t tmpfs -o mode=1777 tmpfs "$root/tmp"
     if [ -f /etc/resolv.conf ]; then

@@ -128,7 +128,7 @@ EOF
     fi
     rm -f "$tmp/etc/hostname"
     { echo "kind: $kind"; echo "arch: $arch"; echo "packages: $packages"; echo "mirror: $mirror"
-      echo "seconds: $((SECONDS - started))"; } > "$tmp/.vantorix-root"
+      echo "seconds: $((SECONDS - started))"; } > "$tmp/.package-root"
     mv -T "$tmp" "$final"
     echo "package-roots: made the $kind root in $((SECONDS - started)) s: ${final#$top/}" >&2
 }
@@ -147,7 +147,7 @@ for kind in "$@"; do
     packages=$(root_packages "$kind")
     key=$(printf '%s\n' 1 "$suite" "$arch" "$packages" | sha256sum | cut -c1-12)
     final=$roots_dir/$kind-$arch-$key
-    if [ ! -f "$final/.vantorix-root" ]; then
+    if [ ! -f "$final/.package-root" ]; then
         remove_root "$final"
         make_root "$kind" "$arch" "$packages" "$final" "$roots_dir/$kind-$arch.log"
         # Roots of the same kind made for an older package list.
