@@ -41,6 +41,10 @@ if [ ${#missing[@]} -gt 0 ]; then
     rm -f build-host-tools.log
 fi
 
+mkdir -p "$top/build"
+exec 8> "$top/build/.package.lock"
+flock 8 || die "cannot lock build/.package.lock"
+
 started=$SECONDS
 root=$(scripts/package-roots.sh build) || exit 1
 chroot "$root" /bin/true > /dev/null 2>&1 \
