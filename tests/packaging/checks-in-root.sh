@@ -33,7 +33,7 @@ mkdir -p /tmp/debs
 cp /packages/*.deb /tmp/debs/
 
 our_packages() {
-    dpkg-query -W -f='${db:Status-Abbrev} ${binary:Package}\n' 'libquorvale*' 'vantorix-*' 2> /dev/null \
+    dpkg-query -W -f='${db:Status-Abbrev} ${binary:Package}\n' 'libquorvale*' 'quorvale-*' 'vantorix-*' 2> /dev/null \
         | awk '$1 ~ /^.i/ { print $2 }'
 }
 
@@ -154,6 +154,14 @@ dev_cmake() {
     /tmp/dev-cmake/count-cards | tee /dev/stderr | grep -qx '0 cards'
 }
 
+# The support tool, installed: no cards, an empty list.
+tools_list() {
+    local out
+    out=$(quorvalectl list --json) || return 1
+    printf '%s\n' "$out"
+    [ "$(printf '%s' "$out" | tr -d ' \n')" = "[]" ]
+}
+
 # apt-get purge of every package of ours leaves no file or folder of ours.
 purge_all() {
     local pkgs path left=0
@@ -190,6 +198,7 @@ check "$program -d: runs in the background, joins $shm, exit 0 on SIGTERM" daemo
 if [ "$arch" = i386 ]; then
     check "a C program builds with pkg-config --cflags --libs quorvale and runs" dev_pkg_config
     check "a C program builds with find_package(Quorvale) and Quorvale::quorvale and runs" dev_cmake
+    check "quorvalectl list --json with no cards: an empty list" tools_list
 fi
 check "apt-get purge of every package leaves no file of ours" purge_all
 
