@@ -125,11 +125,26 @@ public:
         clock_gettime(CLOCK_MONOTONIC, &now);
         return now.tv_sec > m_at.tv_sec || (now.tv_sec == m_at.tv_sec && now.tv_nsec >= m_at.tv_nsec);
     }
-    timespec monotonic() const { return m_at; }
-
 private:
     timespec m_at{};
 };
+
+// Takes the mutex, trying with growing pauses until the deadline; ETIMEDOUT
+// once it has passed. Trying rather than a timed lock: the thread sanitizer
+// follows trylock, a dead owner's mutex included, and not the timed forms.
+int tryLockUntil(pthread_mutex_t* mutex, const Deadline& deadline)
+{
+    unsigned pauseMicroseconds = kFirstJoinPauseMicroseconds;
+    for (;;) {
+        const int result = pthread_mutex_trylock(mutex);
+        if (result != EBUSY)
+            return result;
+        if (deadline.passed())
+            return ETIMEDOUT;
+        usleep(pauseMicroseconds);
+        pauseMicroseconds = std::min(2 * pauseMicroseconds, kLastJoinPauseMicroseconds);
+    }
+}
 
 }  // namespace
 
@@ -144,6 +159,15 @@ struct QuorvaleDeviceDiscoveryNotifier::ListenerRun {
     QuorvaleDeviceDiscoveryNotifier* notifier;
     pthread_mutex_t* mutex = nullptr;
     std::atomic<int> phase{kStarting};
+    // Set before the cancel: a listener that never got the mutex ends by
+    // returning, where cancellation would unwind it.
+    std::atomic<bool> stopping{false};
+    int savedCancelState = PTHREAD_CANCEL_ENABLE;
+
+    bool step(int from, int to)
+    {
+        return phase.compare_exchange_strong(from, to);
+    }
 };
 
 // A cancelled listener retakes the mutex before it can end; a process that
@@ -271,8 +295,7 @@ bool QuorvaleDeviceDiscoveryNotifier::join()
     // Waits for a creator still initialising, and takes over the lock of one
     // that died doing so; a lock held longer than the wait allows counts as
     // a creator that never finished.
-    const timespec until = deadline.monotonic();
-    const int locked = pthread_mutex_clocklock(&shared->mutex, CLOCK_MONOTONIC, &until);
+    const int locked = tryLockUntil(&shared->mutex, deadline);
     if (locked == EOWNERDEAD)
         pthread_mutex_consistent(&shared->mutex);
     else if (locked != 0) {
@@ -384,6 +407,7 @@ void QuorvaleDeviceDiscoveryNotifier::cancelWaitForNotifications()
         return;
     waitState = kCancelling;
     if (thread != pthread_t()) {
+        run->stopping = true;
         pthread_cancel(thread);
         if (joinListener())
             delete run;
@@ -403,16 +427,16 @@ void QuorvaleDeviceDiscoveryNotifier::cancelWaitForNotifications()
 bool QuorvaleDeviceDiscoveryNotifier::joinListener()
 {
     const Deadline patience(cancelPatienceMilliseconds);
+    unsigned pauseMicroseconds = 100;
     for (;;) {
-        const Deadline slice(100);
-        const timespec until = slice.monotonic();
-        if (pthread_clockjoin_np(thread, nullptr, CLOCK_MONOTONIC, &until) == 0)
+        if (pthread_tryjoin_np(thread, nullptr) == 0)
             return true;
-        int waiting = ListenerRun::kWaiting;
-        if (patience.passed() && run->phase.compare_exchange_strong(waiting, ListenerRun::kLeftBehind)) {
+        if (patience.passed() && run->step(ListenerRun::kWaiting, ListenerRun::kLeftBehind)) {
             pthread_detach(thread);
             return false;
         }
+        usleep(pauseMicroseconds);
+        pauseMicroseconds = std::min(2 * pauseMicroseconds, kLastJoinPauseMicroseconds);
     }
 }
 
@@ -430,42 +454,49 @@ void QuorvaleDeviceDiscoveryNotifier::endListening(void* run)
 {
     auto* listenerRun = static_cast<ListenerRun*>(run);
     pthread_mutex_unlock(listenerRun->mutex);
-    int waiting = ListenerRun::kWaiting;
-    if (!listenerRun->phase.compare_exchange_strong(waiting, ListenerRun::kEnded))
+    if (!listenerRun->step(ListenerRun::kWaiting, ListenerRun::kEnded))
         delete listenerRun;  // left behind: nobody else will
 }
 
-// The first lock of a listener waits in slices, cancellable between them, so
-// that a process holding the mutex for good cannot keep the listener from
-// ending; between slices it holds nothing.
-void QuorvaleDeviceDiscoveryNotifier::lockForListening()
+namespace {
+
+int lockWithinASlice(pthread_mutex_t* mutex)
+{
+    return tryLockUntil(mutex, Deadline(100));
+}
+
+}  // namespace
+
+// The first lock of a listener waits in slices and gives up between them
+// once the listener is being stopped (false), so that a process holding the
+// mutex for good cannot keep the listener from ending. The frames that
+// cancellation unwinds keep no locals in memory: what they need lives in the
+// run record.
+bool QuorvaleDeviceDiscoveryNotifier::lockForListening(const ListenerRun* listenerRun)
 {
     for (;;) {
-        const Deadline slice(100);
-        const timespec until = slice.monotonic();
-        const int result = pthread_mutex_clocklock(&shared->mutex, CLOCK_MONOTONIC, &until);
+        const int result = lockWithinASlice(&shared->mutex);
         if (result == EOWNERDEAD)
             pthread_mutex_consistent(&shared->mutex);
         if (result != ETIMEDOUT)
-            return;
-        pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-        pthread_testcancel();
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
+            return true;
+        if (listenerRun->stopping)
+            return false;
     }
 }
 
 void QuorvaleDeviceDiscoveryNotifier::listen(ListenerRun* listenerRun)
 {
-    int savedCancelState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &savedCancelState);
-    lockForListening();
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &listenerRun->savedCancelState);
+    if (!lockForListening(listenerRun))
+        return;
 
     replayPresentDevices();
     readIndex = loadWriteIndex(shared);
     if (!isRingSlot(readIndex))
         readIndex = 0;
 
-    pthread_setcancelstate(savedCancelState, nullptr);
+    pthread_setcancelstate(listenerRun->savedCancelState, nullptr);
     // Cancellation can only strike inside the condition wait, which returns
     // with the mutex re-acquired: the handler gives it back.
     pthread_cleanup_push(endListening, listenerRun);
@@ -473,8 +504,7 @@ void QuorvaleDeviceDiscoveryNotifier::listen(ListenerRun* listenerRun)
         listenerRun->phase.store(ListenerRun::kWaiting);
         // A poster that died holding the mutex hands it over here too.
         const int woken = pthread_cond_wait(&shared->condition, &shared->mutex);
-        int waiting = ListenerRun::kWaiting;
-        if (!listenerRun->phase.compare_exchange_strong(waiting, ListenerRun::kDelivering))
+        if (!listenerRun->step(ListenerRun::kWaiting, ListenerRun::kDelivering))
             pthread_exit(nullptr);  // left behind: the notifier is no longer ours
         if (woken == EOWNERDEAD)
             pthread_mutex_consistent(&shared->mutex);

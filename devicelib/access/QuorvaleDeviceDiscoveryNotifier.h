@@ -124,7 +124,7 @@ private:
     bool join();
     bool recordPresentDevices();
     void listen(ListenerRun* run);
-    void lockForListening();
+    bool lockForListening(const ListenerRun* listenerRun);
     bool joinListener();
     void callNotification(const QuorvaleDeviceNode& node, bool arrived);
     static void* threadEntry(void* run);
