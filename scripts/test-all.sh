@@ -2,24 +2,28 @@
 # The whole test suite, from a fresh clone: installs what is missing, makes the
 # i386 sysroot, then configures, builds and tests the i386 product build, the
 # native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
-# ThreadSanitizer, then runs every fuzz target briefly. Ends with one line:
-# "N passed, M failed" over all of it (a build that does not configure or
-# compile, and a fuzz run that finds something, count as one failure each).
+# ThreadSanitizer, runs every fuzz target briefly, then builds the i386 Debian
+# packages in a clean root and installs them on fresh i386 and amd64 systems.
+# Ends with one line: "N passed, M failed" over all of it (a build that does
+# not configure or compile, a fuzz run that finds something and each packaging
+# step count as one failure each).
 #
-#   scripts/test-all.sh [step ...]     (default: i386 native asan tsan fuzz)
+#   scripts/test-all.sh [step ...]   (default: i386 native asan tsan fuzz package)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan fuzz)
+[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan fuzz package)
 
 scripts/install-deps.sh
 i386_execution=""
 for preset in "${presets[@]}"; do
-  if [ "$preset" = i386 ]; then
-    scripts/make-i386-sysroot.sh build/sysroot-i386
-    i386_execution=$(scripts/enable-i386-execution.sh)
-  fi
+  case "$preset" in
+    i386) scripts/make-i386-sysroot.sh build/sysroot-i386 ;;
+  esac
+  case "$preset" in
+    i386|package) [ -n "$i386_execution" ] || i386_execution=$(scripts/enable-i386-execution.sh) ;;
+  esac
 done
 
 # Under qemu's user emulation (a machine whose kernel runs no 32-bit code) a
@@ -47,6 +51,17 @@ step() {
 for preset in "${presets[@]}"; do
   case "$preset" in
     fuzz) step "fuzz (every target 20 s)" scripts/fuzz.sh all 20; continue ;;
+    package)
+      # The packages are built and installed in i386 roots; under qemu that
+      # takes far longer than CI allows.
+      if [ "$i386_execution" = native ]; then
+        step "package: build and lintian" scripts/package.sh
+        step "package: installed on a fresh i386 system" tests/packaging/install-tests.sh i386
+        step "package: installed on a fresh amd64 system" tests/packaging/install-tests.sh amd64
+      else
+        summary+=("package: skipped (this kernel runs no 32-bit code; the i386 roots would run under qemu)")
+      fi
+      continue ;;
   esac
   log="build/$preset/ctest.log"
   echo "=== $preset: configure and build"
