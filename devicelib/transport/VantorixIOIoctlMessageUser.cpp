@@ -171,7 +171,53 @@ constexpr Translation kTranslations[] = {
     message(0x10000, "sdsv"),
 };
 
-static_assert(sizeof kTranslations / sizeof kTranslations[0] == 148, "148 legacy requests");
+static_assert(sizeof kTranslations / sizeof kTranslations[0] == VantorixIOIoctlMessageUser::kTranslationCount,
+              "148 legacy requests");
+
+using IoctlTranslationMap = VantorixIOIoctlMessageUser::IoctlTranslationMap;
+using MessageTranslationMap = VantorixIOIoctlMessageUser::MessageTranslationMap;
+
+// Both maps come from the one table, the message code stored only for the
+// message request: a legacy number has a code exactly when it maps to 0x90001.
+constexpr IoctlTranslationMap buildIoctlTranslation()
+{
+    IoctlTranslationMap map{};
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations) {
+        map.keys[n] = row.legacy;
+        map.values[n++] = row.request;
+    }
+    map.sort();
+    return map;
+}
+
+constexpr MessageTranslationMap buildMessageTranslation()
+{
+    MessageTranslationMap map{};
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations)
+        if (row.request == VantorixIOIoctlMessageUser::kMessageRequest) {
+            map.keys[n] = row.legacy;
+            map.values[n++] = row.messageCode;
+        }
+    map.sort();
+    return map;
+}
+
+constexpr std::size_t messageRows()
+{
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations)
+        n += row.request == VantorixIOIoctlMessageUser::kMessageRequest;
+    return n;
+}
+
+static_assert(messageRows() == VantorixIOIoctlMessageUser::kMessageTranslationCount, "114 messages");
+
+constexpr IoctlTranslationMap kIoctlTranslation = buildIoctlTranslation();
+constexpr MessageTranslationMap kMessageTranslation = buildMessageTranslation();
+static_assert(kIoctlTranslation.strictlyAscending(), "one row per legacy request");
+static_assert(kMessageTranslation.strictlyAscending(), "one code per legacy request");
 
 }  // namespace
 
@@ -181,30 +227,12 @@ const Translation* VantorixIOIoctlMessageUser::translationTable(std::size_t* cou
     return kTranslations;
 }
 
-// Both maps come from the one table, the message code stored only for the
-// message request: a legacy number has a code exactly when it maps to 0x90001.
-VantorixIOIoctlMessageUser::VantorixIOIoctlMessageUser(int descriptor) : IoctlMessageUser(descriptor)
+VantorixIOIoctlMessageUser::VantorixIOIoctlMessageUser(int descriptor)
+    : IoctlMessageUser(descriptor), ioctlTranslation(kIoctlTranslation), messageTranslation(kMessageTranslation)
 {
-    for (const Translation& row : kTranslations) {
-        ioctlTranslation[row.legacy] = row.request;
-        if (row.request == kMessageRequest)
-            messageTranslation[row.legacy] = row.messageCode;
-    }
 }
 
 VantorixIOIoctlMessageUser::~VantorixIOIoctlMessageUser() = default;
-
-int VantorixIOIoctlMessageUser::translateIoctl(int legacy) const
-{
-    const auto found = ioctlTranslation.find(legacy);
-    return found == ioctlTranslation.end() ? -1 : found->second;
-}
-
-unsigned VantorixIOIoctlMessageUser::translateIoctlToMessage(int legacy) const
-{
-    const auto found = messageTranslation.find(legacy);
-    return found == messageTranslation.end() ? kNoMessage : found->second;
-}
 
 int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
 {

@@ -1,0 +1,81 @@
+// An ordered map whose entries are fixed when the library is built: keys
+// sorted in one constant array, values in a parallel one, looked up by binary
+// search. For a small table that never changes this keeps the map's contract
+// (ordered iteration, logarithmic lookup) without its costs: nothing is
+// allocated or filled when a transport is made, and a search reads a few
+// adjacent cache lines of keys instead of chasing tree nodes over the heap.
+#ifndef QUORVALE_SORTED_CONSTANT_MAP_H
+#define QUORVALE_SORTED_CONSTANT_MAP_H
+
+#include <algorithm>
+#include <cstddef>
+
+template <typename Key, typename Value, std::size_t N>
+struct SortedConstantMap {
+    struct Entry {
+        Key key;
+        Value value;
+    };
+
+    Key keys[N];      // ascending
+    Value values[N];  // values[i] belongs to keys[i]
+
+    class const_iterator {
+    public:
+        constexpr const_iterator(const SortedConstantMap* map, std::size_t index) : m_map(map), m_index(index) {}
+        constexpr Entry operator*() const { return {m_map->keys[m_index], m_map->values[m_index]}; }
+        constexpr const_iterator& operator++()
+        {
+            ++m_index;
+            return *this;
+        }
+        constexpr bool operator==(const const_iterator& other) const { return m_index == other.m_index; }
+        constexpr bool operator!=(const const_iterator& other) const { return m_index != other.m_index; }
+
+    private:
+        const SortedConstantMap* m_map;
+        std::size_t m_index;
+    };
+
+    constexpr std::size_t size() const { return N; }
+    constexpr const_iterator begin() const { return {this, 0}; }
+    constexpr const_iterator end() const { return {this, N}; }
+
+    // The value of `key`, or null. Callers ask for the same few requests
+    // again and again: a search with branches is then well predicted and its
+    // loads need not wait for each comparison, as a branch-free one's would.
+    const Value* find(Key key) const
+    {
+        const Key* at = std::lower_bound(keys, keys + N, key);
+        return at != keys + N && *at == key ? &values[at - keys] : nullptr;
+    }
+
+    std::size_t count(Key key) const { return find(key) != nullptr ? 1 : 0; }
+
+    // What a binary search relies on; checked where a table is built.
+    constexpr bool strictlyAscending() const
+    {
+        for (std::size_t i = 1; i < N; ++i)
+            if (!(keys[i - 1] < keys[i]))
+                return false;
+        return true;
+    }
+
+    // Puts entries filled in any order into key order (at compile time).
+    constexpr void sort()
+    {
+        for (std::size_t i = 1; i < N; ++i) {
+            const Key key = keys[i];
+            const Value value = values[i];
+            std::size_t j = i;
+            for (; j > 0 && key < keys[j - 1]; --j) {
+                keys[j] = keys[j - 1];
+                values[j] = values[j - 1];
+            }
+            keys[j] = key;
+            values[j] = value;
+        }
+    }
+};
+
+#endif
