@@ -37,7 +37,7 @@ done
 if [ $short = 1 ]; then
     reps=3 min_time=0.01 enum_reps=3 enum_time=0.01 samples=100 rounds=1 idle=2
 else
-    reps=15 min_time=0.1 enum_reps=9 enum_time=0.2 samples=1000 rounds=10 idle=30
+    reps=41 min_time=0.03 enum_reps=9 enum_time=0.2 samples=1000 rounds=10 idle=30
 fi
 rows_per_build=20
 

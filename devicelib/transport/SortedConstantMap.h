@@ -7,7 +7,6 @@
 #ifndef QUORVALE_SORTED_CONSTANT_MAP_H
 #define QUORVALE_SORTED_CONSTANT_MAP_H
 
-#include <algorithm>
 #include <cstddef>
 
 template <typename Key, typename Value, std::size_t N>
@@ -16,6 +15,26 @@ struct SortedConstantMap {
         Key key;
         Value value;
     };
+
+    static constexpr std::size_t largestPowerOfTwoAtMost(std::size_t n)
+    {
+        std::size_t p = 1;
+        while (p * 2 <= n)
+            p *= 2;
+        return p;
+    }
+    static constexpr std::size_t kWindow = largestPowerOfTwoAtMost(N);
+
+    // Keeps the compiler from turning the branch this sits in into a
+    // conditional move: it cannot move an asm statement out of its branch.
+    static void takeBranch(std::size_t& value)
+    {
+#if defined(__GNUC__)
+        __asm__("" : "+r"(value));
+#else
+        (void)value;
+#endif
+    }
 
     Key keys[N];      // ascending
     Value values[N];  // values[i] belongs to keys[i]
@@ -41,13 +60,32 @@ struct SortedConstantMap {
     constexpr const_iterator begin() const { return {this, 0}; }
     constexpr const_iterator end() const { return {this, N}; }
 
-    // The value of `key`, or null. Callers ask for the same few requests
-    // again and again: a search with branches is then well predicted and its
-    // loads need not wait for each comparison, as a branch-free one's would.
+    // The value of `key`, or null.
     const Value* find(Key key) const
     {
-        const Key* at = std::lower_bound(keys, keys + N, key);
-        return at != keys + N && *at == key ? &values[at - keys] : nullptr;
+        const std::size_t at = indexOf(key);
+        return at != N ? &values[at] : nullptr;
+    }
+
+    // The position of `key` in key order, or N (size()) when it is absent.
+    // Binary search in steps fixed at compile time (a first step picks one of
+    // two overlapping windows of the largest power of two not above N, then
+    // each step halves it), taken as real branches: a transport asks for the
+    // same few requests again and again, so the branches are well predicted
+    // and the loads are issued ahead. A branch-free search (which compilers
+    // make of such a loop) makes each load wait for the previous comparison,
+    // and that wait adds straight to the latency of every request.
+    std::size_t indexOf(Key key) const
+    {
+        if constexpr (N == 0) {
+            return N;
+        } else {
+            std::size_t i = keys[N - kWindow] <= key ? N - kWindow : 0;
+            for (std::size_t step = kWindow / 2; step > 0; step /= 2)
+                if (keys[i + step] <= key)
+                    takeBranch(i += step);
+            return keys[i] == key ? i : N;
+        }
     }
 
     std::size_t count(Key key) const { return find(key) != nullptr ? 1 : 0; }

@@ -219,6 +219,39 @@ constexpr MessageTranslationMap kMessageTranslation = buildMessageTranslation();
 static_assert(kIoctlTranslation.strictlyAscending(), "one row per legacy request");
 static_assert(kMessageTranslation.strictlyAscending(), "one code per legacy request");
 
+// For each row of the request table in key order, what the message table
+// holds for the same legacy number ("tred" where it holds nothing), so that a
+// message-routed request finds its code from the row its first search found.
+struct CodesByRow {
+    uint32_t code[VantorixIOIoctlMessageUser::kTranslationCount];
+};
+
+constexpr CodesByRow buildCodesByRow()
+{
+    CodesByRow byRow{};
+    for (std::size_t row = 0; row < kIoctlTranslation.size(); ++row) {
+        byRow.code[row] = VantorixIOIoctlMessageUser::kNoMessage;
+        for (std::size_t m = 0; m < kMessageTranslation.size(); ++m)
+            if (kMessageTranslation.keys[m] == kIoctlTranslation.keys[row])
+                byRow.code[row] = kMessageTranslation.values[m];
+    }
+    return byRow;
+}
+
+constexpr CodesByRow kCodesByRow = buildCodesByRow();
+
+// The invariant that makes this the same answer as a second search of the
+// message table: a code exactly for the rows that become the message request.
+constexpr bool codesFollowTheMessageRequest()
+{
+    for (std::size_t row = 0; row < kIoctlTranslation.size(); ++row)
+        if ((kCodesByRow.code[row] != VantorixIOIoctlMessageUser::kNoMessage)
+            != (kIoctlTranslation.values[row] == VantorixIOIoctlMessageUser::kMessageRequest))
+            return false;
+    return true;
+}
+static_assert(codesFollowTheMessageRequest(), "a code exactly for the message-routed requests");
+
 }  // namespace
 
 const Translation* VantorixIOIoctlMessageUser::translationTable(std::size_t* count)
@@ -239,13 +272,15 @@ int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
     if (req >= kFirstNewRequest)
         return IoctlMessageUser::call(req, args);
 
-    const int request = translateIoctl(req);
-    if (request < 0)
+    // One search gives the row of both tables' answers for this number.
+    const std::size_t row = ioctlTranslation.indexOf(req);
+    if (row == ioctlTranslation.size())
         return kQuorvaleNotTranslatable;
+    const int request = ioctlTranslation.values[row];
     if (request != kMessageRequest)
         return IoctlMessageUser::call(request, args);
 
-    const unsigned code = translateIoctlToMessage(req);
+    const unsigned code = kCodesByRow.code[row];
     if (code == kNoMessage)
         return kQuorvaleNotTranslatable;
     if (args->scalarOutputCount > kMessageScalars || args->scalarInputCount > kMessageScalars
