@@ -76,11 +76,11 @@ int IoctlMessageUser::call(int req, IoctlArguments* args)
     unsigned char* cursor = block + sizeof header;
     if (args->scalarInputCount != 0) {
         const std::size_t bytes = std::size_t{8} * args->scalarInputCount;
-        std::memcpy(cursor, args->scalarInput, bytes);
+        copyBytes(cursor, args->scalarInput, bytes);
         cursor += bytes;
     }
     if (args->structInputSize != 0)
-        std::memcpy(cursor, args->structInput, args->structInputSize);
+        copyBytes(cursor, args->structInput, args->structInputSize);
 
     const int status = ioctl(fd, static_cast<unsigned long>(req), block);
     if (status != 0)
@@ -94,12 +94,12 @@ int IoctlMessageUser::call(int req, IoctlArguments* args)
     args->scalarOutputCount = header.scalarOutputCount;
     if (header.scalarOutputCount != 0) {
         const std::size_t bytes = std::size_t{8} * header.scalarOutputCount;
-        std::memcpy(args->scalarOutput, out, bytes);
+        copyBytes(args->scalarOutput, out, bytes);
         out += bytes;
     }
     args->structOutputSize = header.structOutputSize;
     if (header.structOutputSize != 0)
-        std::memcpy(args->structOutput, out, header.structOutputSize);
+        copyBytes(args->structOutput, out, header.structOutputSize);
     return 0;
 }
 

@@ -292,14 +292,15 @@ int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
     _VantorixIOMessageRequest record;
     record.messageCode = code;
     record.reserved = 0;
-    if (args->scalarInputCount != 0)
-        std::memcpy(record.scalars, args->scalarInput, sizeof record.scalars[0] * args->scalarInputCount);
+    // At most four scalars each way (checked above): copied word by word.
+    for (uint32_t i = 0; i < args->scalarInputCount; ++i)
+        record.scalars[i] = args->scalarInput[i];
 
     const int status = sendMessage(&record);
     if (status != 0)
         return status;
-    if (args->scalarOutputCount != 0)
-        std::memcpy(args->scalarOutput, record.scalars, sizeof record.scalars[0] * args->scalarOutputCount);
+    for (uint32_t i = 0; i < args->scalarOutputCount; ++i)
+        args->scalarOutput[i] = record.scalars[i];
     return 0;
 }
 
