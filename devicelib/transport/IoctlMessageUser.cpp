@@ -67,8 +67,14 @@ int IoctlMessageUser::call(int req)
 int IoctlMessageUser::call(int req, IoctlArguments* args)
 {
     const std::size_t length = blockLength(*args);
+    // Most requests are a few words and a message record: those use a buffer
+    // of fixed size in the frame, aligned by the stack's own alignment, which
+    // costs nothing to set up; only longer ones size the frame at run time.
+    alignas(kBlockAlignment) unsigned char shortBlock[kShortBlockLength];
     // The builtin takes its alignment in bits.
-    auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
+    auto* block = length <= sizeof shortBlock
+                      ? shortBlock
+                      : static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
 
     IoctlBlockHeader header{args->scalarInputCount, args->structInputSize,
                             args->scalarOutputCount, args->structOutputSize};

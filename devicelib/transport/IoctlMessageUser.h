@@ -56,6 +56,9 @@ public:
     // The driver block: header, input scalars, input structure, then room for
     // the output scalars and structure, in one buffer starting on 16 bytes.
     static constexpr std::size_t kBlockAlignment = 16;
+    // Up to this length the block is a buffer of fixed size: the message
+    // record in and out (96 bytes) and every scalar-only request fit.
+    static constexpr std::size_t kShortBlockLength = 128;
     static constexpr std::size_t blockLength(const IoctlArguments& args)
     {
         return sizeof(IoctlBlockHeader) + std::size_t{8} * args.scalarInputCount
