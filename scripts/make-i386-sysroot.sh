@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds a private i386 sysroot (Qt 5, GLib, umockdev) from Debian packages.
+# Builds a private i386 sysroot (Qt 5, GLib, umockdev, Google Benchmark) from
+# Debian packages.
 #
 # i386 Qt cannot be installed system-wide next to the amd64 one on these
 # machines, so the i386 build links against packages unpacked into a folder of
@@ -18,6 +19,9 @@ roots=(qtbase5-dev libqt5core5a libqt5gui5 libqt5widgets5 libqt5test5 qt5-qmake
        libglib2.0-dev libumockdev-dev libumockdev0
        umockdev libunity9
        libqt5dbus5)
+
+# The benchmarks run in the product's ABI too.
+roots+=(libbenchmark-dev)
 
 # Supplied by the host's multilib toolchain, or tools that are never linked or run.
 base='^(libc6|libc6-dev|libc-dev-bin|libgcc-s1|libstdc\+\+6|libstdc\+\+-12-dev|libgcc-12-dev|gcc-12-base|linux-libc-dev|libcrypt-dev|libnsl-dev|libtirpc-dev|rpcsvc-proto|debconf|debconf-2.0|perl|perl-base|perl-modules-.*|libperl.*|dpkg|dpkg-dev|tar|install-info|sensible-utils|make|binutils.*|gcc|gcc-12|g\+\+|g\+\+-12|cpp|cpp-12|python3.*|libpython3.*|qtchooser|dbus|dbus-.*|systemd.*|adduser|passwd|login|init-system-helpers|libglib2.0-bin|libglib2.0-dev-bin|shared-mime-info|xdg-user-dirs|fontconfig-config|fonts-.*|tzdata|media-types|readline-common|ucf|coreutils|util-linux.*|mount|bash|dash)$'

@@ -71,8 +71,14 @@ int IoctlMessageUser::call(int req, IoctlArguments* args)
     if (fullLength > kMaxBlockLength)
         return kQuorvaleBadArgument;
     const std::size_t length = std::size_t(fullLength);
+    // Most requests are a few words and a message record: those use a buffer
+    // of fixed size in the frame, aligned by the stack's own alignment, which
+    // costs nothing to set up; only longer ones size the frame at run time.
+    alignas(kBlockAlignment) unsigned char shortBlock[kShortBlockLength];
     // The builtin takes its alignment in bits.
-    auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
+    auto* block = length <= sizeof shortBlock
+                      ? shortBlock
+                      : static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
 
     IoctlBlockHeader header{args->scalarInputCount, args->structInputSize,
                             args->scalarOutputCount, args->structOutputSize};
@@ -80,11 +86,11 @@ int IoctlMessageUser::call(int req, IoctlArguments* args)
     unsigned char* cursor = block + sizeof header;
     if (args->scalarInputCount != 0) {
         const std::size_t bytes = std::size_t{8} * args->scalarInputCount;
-        std::memcpy(cursor, args->scalarInput, bytes);
+        copyBytes(cursor, args->scalarInput, bytes);
         cursor += bytes;
     }
     if (args->structInputSize != 0)
-        std::memcpy(cursor, args->structInput, args->structInputSize);
+        copyBytes(cursor, args->structInput, args->structInputSize);
 
     const int status = ioctl(fd, static_cast<unsigned long>(req), block);
     if (status != 0)
@@ -98,12 +104,12 @@ int IoctlMessageUser::call(int req, IoctlArguments* args)
     args->scalarOutputCount = header.scalarOutputCount;
     if (header.scalarOutputCount != 0) {
         const std::size_t bytes = std::size_t{8} * header.scalarOutputCount;
-        std::memcpy(args->scalarOutput, out, bytes);
+        copyBytes(args->scalarOutput, out, bytes);
         out += bytes;
     }
     args->structOutputSize = header.structOutputSize;
     if (header.structOutputSize != 0)
-        std::memcpy(args->structOutput, out, header.structOutputSize);
+        copyBytes(args->structOutput, out, header.structOutputSize);
     return 0;
 }
 

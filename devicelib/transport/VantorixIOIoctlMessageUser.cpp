@@ -171,7 +171,86 @@ constexpr Translation kTranslations[] = {
     message(0x10000, "sdsv"),
 };
 
-static_assert(sizeof kTranslations / sizeof kTranslations[0] == 148, "148 legacy requests");
+static_assert(sizeof kTranslations / sizeof kTranslations[0] == VantorixIOIoctlMessageUser::kTranslationCount,
+              "148 legacy requests");
+
+using IoctlTranslationMap = VantorixIOIoctlMessageUser::IoctlTranslationMap;
+using MessageTranslationMap = VantorixIOIoctlMessageUser::MessageTranslationMap;
+
+// Both maps come from the one table, the message code stored only for the
+// message request: a legacy number has a code exactly when it maps to 0x90001.
+constexpr IoctlTranslationMap buildIoctlTranslation()
+{
+    IoctlTranslationMap map{};
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations) {
+        map.keys[n] = row.legacy;
+        map.values[n++] = row.request;
+    }
+    map.sort();
+    return map;
+}
+
+constexpr MessageTranslationMap buildMessageTranslation()
+{
+    MessageTranslationMap map{};
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations)
+        if (row.request == VantorixIOIoctlMessageUser::kMessageRequest) {
+            map.keys[n] = row.legacy;
+            map.values[n++] = row.messageCode;
+        }
+    map.sort();
+    return map;
+}
+
+constexpr std::size_t messageRows()
+{
+    std::size_t n = 0;
+    for (const Translation& row : kTranslations)
+        n += row.request == VantorixIOIoctlMessageUser::kMessageRequest;
+    return n;
+}
+
+static_assert(messageRows() == VantorixIOIoctlMessageUser::kMessageTranslationCount, "114 messages");
+
+constexpr IoctlTranslationMap kIoctlTranslation = buildIoctlTranslation();
+constexpr MessageTranslationMap kMessageTranslation = buildMessageTranslation();
+static_assert(kIoctlTranslation.strictlyAscending(), "one row per legacy request");
+static_assert(kMessageTranslation.strictlyAscending(), "one code per legacy request");
+
+// For each row of the request table in key order, what the message table
+// holds for the same legacy number ("tred" where it holds nothing), so that a
+// message-routed request finds its code from the row its first search found.
+struct CodesByRow {
+    uint32_t code[VantorixIOIoctlMessageUser::kTranslationCount];
+};
+
+constexpr CodesByRow buildCodesByRow()
+{
+    CodesByRow byRow{};
+    for (std::size_t row = 0; row < kIoctlTranslation.size(); ++row) {
+        byRow.code[row] = VantorixIOIoctlMessageUser::kNoMessage;
+        for (std::size_t m = 0; m < kMessageTranslation.size(); ++m)
+            if (kMessageTranslation.keys[m] == kIoctlTranslation.keys[row])
+                byRow.code[row] = kMessageTranslation.values[m];
+    }
+    return byRow;
+}
+
+constexpr CodesByRow kCodesByRow = buildCodesByRow();
+
+// The invariant that makes this the same answer as a second search of the
+// message table: a code exactly for the rows that become the message request.
+constexpr bool codesFollowTheMessageRequest()
+{
+    for (std::size_t row = 0; row < kIoctlTranslation.size(); ++row)
+        if ((kCodesByRow.code[row] != VantorixIOIoctlMessageUser::kNoMessage)
+            != (kIoctlTranslation.values[row] == VantorixIOIoctlMessageUser::kMessageRequest))
+            return false;
+    return true;
+}
+static_assert(codesFollowTheMessageRequest(), "a code exactly for the message-routed requests");
 
 }  // namespace
 
@@ -181,43 +260,27 @@ const Translation* VantorixIOIoctlMessageUser::translationTable(std::size_t* cou
     return kTranslations;
 }
 
-// Both maps come from the one table, the message code stored only for the
-// message request: a legacy number has a code exactly when it maps to 0x90001.
-VantorixIOIoctlMessageUser::VantorixIOIoctlMessageUser(int descriptor) : IoctlMessageUser(descriptor)
+VantorixIOIoctlMessageUser::VantorixIOIoctlMessageUser(int descriptor)
+    : IoctlMessageUser(descriptor), ioctlTranslation(kIoctlTranslation), messageTranslation(kMessageTranslation)
 {
-    for (const Translation& row : kTranslations) {
-        ioctlTranslation[row.legacy] = row.request;
-        if (row.request == kMessageRequest)
-            messageTranslation[row.legacy] = row.messageCode;
-    }
 }
 
 VantorixIOIoctlMessageUser::~VantorixIOIoctlMessageUser() = default;
-
-int VantorixIOIoctlMessageUser::translateIoctl(int legacy) const
-{
-    const auto found = ioctlTranslation.find(legacy);
-    return found == ioctlTranslation.end() ? -1 : found->second;
-}
-
-unsigned VantorixIOIoctlMessageUser::translateIoctlToMessage(int legacy) const
-{
-    const auto found = messageTranslation.find(legacy);
-    return found == messageTranslation.end() ? kNoMessage : found->second;
-}
 
 int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
 {
     if (req >= kFirstNewRequest)
         return IoctlMessageUser::call(req, args);
 
-    const int request = translateIoctl(req);
-    if (request < 0)
+    // One search gives the row of both tables' answers for this number.
+    const std::size_t row = ioctlTranslation.indexOf(req);
+    if (row == ioctlTranslation.size())
         return kQuorvaleNotTranslatable;
+    const int request = ioctlTranslation.values[row];
     if (request != kMessageRequest)
         return IoctlMessageUser::call(request, args);
 
-    const unsigned code = translateIoctlToMessage(req);
+    const unsigned code = kCodesByRow.code[row];
     if (code == kNoMessage)
         return kQuorvaleNotTranslatable;
     if (args->scalarOutputCount > kMessageScalars || args->scalarInputCount > kMessageScalars
@@ -229,14 +292,15 @@ int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
     _VantorixIOMessageRequest record;
     record.messageCode = code;
     record.reserved = 0;
-    if (args->scalarInputCount != 0)
-        std::memcpy(record.scalars, args->scalarInput, sizeof record.scalars[0] * args->scalarInputCount);
+    // At most four scalars each way (checked above): copied word by word.
+    for (uint32_t i = 0; i < args->scalarInputCount; ++i)
+        record.scalars[i] = args->scalarInput[i];
 
     const int status = sendMessage(&record);
     if (status != 0)
         return status;
-    if (args->scalarOutputCount != 0)
-        std::memcpy(args->scalarOutput, record.scalars, sizeof record.scalars[0] * args->scalarOutputCount);
+    for (uint32_t i = 0; i < args->scalarOutputCount; ++i)
+        args->scalarOutput[i] = record.scalars[i];
     return 0;
 }
 

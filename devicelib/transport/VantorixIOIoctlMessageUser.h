@@ -6,9 +6,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 
 #include "IoctlMessageUser.h"
+#include "SortedConstantMap.h"
 
 // Four characters as the driver's message code, the first in the most
 // significant byte: "gsub" is 0x67737562.
@@ -37,6 +37,12 @@ public:
     };
     static const Translation* translationTable(std::size_t* count);
 
+    // 148 legacy requests, of which 114 travel as messages.
+    static constexpr std::size_t kTranslationCount = 148;
+    static constexpr std::size_t kMessageTranslationCount = 114;
+    using IoctlTranslationMap = SortedConstantMap<int32_t, int32_t, kTranslationCount>;
+    using MessageTranslationMap = SortedConstantMap<int32_t, uint32_t, kMessageTranslationCount>;
+
     explicit VantorixIOIoctlMessageUser(int fd);
     ~VantorixIOIoctlMessageUser() override;
 
@@ -46,15 +52,25 @@ public:
     int sendBufferMessage(_VantorixIOBufferMessageRequest* request) override;
     int interfaceType() const override;
 
-    int translateIoctl(int legacy) const;                // -1 when unknown
-    unsigned translateIoctlToMessage(int legacy) const;  // "tred" when unknown
+    // Inline: every request through this transport makes one or two of them.
+    int translateIoctl(int legacy) const  // -1 when unknown
+    {
+        const int32_t* found = ioctlTranslation.find(legacy);
+        return found != nullptr ? *found : -1;
+    }
+    unsigned translateIoctlToMessage(int legacy) const  // "tred" when unknown
+    {
+        const uint32_t* found = messageTranslation.find(legacy);
+        return found != nullptr ? *found : kNoMessage;
+    }
 
-    const std::map<int32_t, int32_t>& ioctlTranslations() const { return ioctlTranslation; }
-    const std::map<int32_t, uint32_t>& messageTranslations() const { return messageTranslation; }
+    const IoctlTranslationMap& ioctlTranslations() const { return ioctlTranslation; }
+    const MessageTranslationMap& messageTranslations() const { return messageTranslation; }
 
 private:
-    std::map<int32_t, int32_t> ioctlTranslation;
-    std::map<int32_t, uint32_t> messageTranslation;
+    // Both tables are built at compile time and shared by every transport.
+    const IoctlTranslationMap& ioctlTranslation;
+    const MessageTranslationMap& messageTranslation;
 };
 
 #endif

@@ -2,9 +2,12 @@
 // 40-byte message record, against the scripted driver.
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdint>
 #include <cstring>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "FakeDriver.h"
 #include "QuorvaleTypes.h"
@@ -107,6 +110,43 @@ TEST(VantorixIOTable, RowsAreUniqueAndInLegacyOrder)
         EXPECT_LT(table[i - 1].legacy, table[i].legacy) << i;
     for (std::size_t i = 0; i < rows; ++i)
         EXPECT_EQ(table[i].messageCode != 0, table[i].request == 0x90001) << std::hex << table[i].legacy;
+}
+
+// Every number around and between the table's keys, and the extremes: the
+// searches find exactly the documented ones.
+TEST(VantorixIOTable, NumbersOutsideTheTableHaveNoTranslation)
+{
+    VantorixIOIoctlMessageUser t(kFd);
+    std::set<int32_t> keys;
+    for (const auto& e : oracle::all())
+        keys.insert(e.legacy);
+    std::vector<int32_t> probes{INT32_MIN, -1, 0, 1, 0x8FFFF, 0x90000, INT32_MAX};
+    for (int32_t n = 0x800; n <= 0x10010; ++n)
+        probes.push_back(n);
+    for (int32_t n : probes) {
+        if (keys.count(n) != 0)
+            continue;
+        EXPECT_EQ(t.translateIoctl(n), -1) << std::hex << n;
+        EXPECT_EQ(t.translateIoctlToMessage(n), 0x74726564u) << std::hex << n;
+        EXPECT_EQ(t.ioctlTranslations().count(n), 0u) << std::hex << n;
+    }
+}
+
+TEST(VantorixIOTable, IteratesInAscendingLegacyOrder)
+{
+    VantorixIOIoctlMessageUser t(kFd);
+    int64_t previous = INT64_MIN;
+    for (const auto& [legacy, request] : t.ioctlTranslations()) {
+        EXPECT_LT(previous, legacy);
+        previous = legacy;
+        EXPECT_EQ(t.translateIoctl(legacy), request);
+    }
+    previous = INT64_MIN;
+    for (const auto& [legacy, code] : t.messageTranslations()) {
+        EXPECT_LT(previous, legacy);
+        previous = legacy;
+        EXPECT_EQ(t.translateIoctlToMessage(legacy), code);
+    }
 }
 
 TEST(VantorixIOTable, CrossedAndOutOfOrderRenumberingsAreKept)
