@@ -2,18 +2,19 @@
 # The whole test suite, from a fresh clone: installs what is missing, makes the
 # i386 sysroot, then configures, builds and tests the i386 product build, the
 # native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
-# ThreadSanitizer, runs every fuzz target briefly, then builds the i386 Debian
+# ThreadSanitizer, runs every fuzz target and the benchmarks briefly, then
+# builds the i386 Debian
 # packages in a clean root and installs them on fresh i386 and amd64 systems.
 # Ends with one line: "N passed, M failed" over all of it (a build that does
 # not configure or compile, a fuzz run that finds something and each packaging
 # step count as one failure each).
 #
-#   scripts/test-all.sh [step ...]   (default: i386 native asan tsan fuzz package)
+#   scripts/test-all.sh [step ...]   (default: i386 native asan tsan fuzz bench package)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 presets=("$@")
-[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan fuzz package)
+[ ${#presets[@]} -gt 0 ] || presets=(i386 native asan tsan fuzz bench package)
 
 scripts/install-deps.sh
 i386_execution=""
@@ -22,7 +23,7 @@ for preset in "${presets[@]}"; do
     i386) scripts/make-i386-sysroot.sh build/sysroot-i386 ;;
   esac
   case "$preset" in
-    i386|package) [ -n "$i386_execution" ] || i386_execution=$(scripts/enable-i386-execution.sh) ;;
+    i386|bench|package) [ -n "$i386_execution" ] || i386_execution=$(scripts/enable-i386-execution.sh) ;;
   esac
 done
 
@@ -51,6 +52,14 @@ step() {
 for preset in "${presets[@]}"; do
   case "$preset" in
     fuzz) step "fuzz (every target 20 s)" scripts/fuzz.sh all 20; continue ;;
+    bench)
+      # Only that every row still prints; figures are judged by a full run.
+      if [ "$i386_execution" = emulated ]; then
+        step "bench --short (x86_64; i386 figures mean nothing under qemu)" scripts/bench.sh --short native
+      else
+        step "bench --short" scripts/bench.sh --short
+      fi
+      continue ;;
     package)
       # The packages are built and installed in i386 roots; under qemu that
       # takes far longer than CI allows.
