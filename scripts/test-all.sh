@@ -3,8 +3,8 @@
 # i386 sysroot, then configures, builds and tests the i386 product build, the
 # native x86_64 build, the ASan+UBSan build, and the threaded subsystems under
 # ThreadSanitizer, runs every fuzz target and the benchmarks briefly, then
-# builds the i386 Debian
-# packages in a clean root and installs them on fresh i386 and amd64 systems.
+# builds the i386 Debian packages in a clean root and installs them on fresh
+# i386 and amd64 systems.
 # Ends with one line: "N passed, M failed" over all of it (a build that does
 # not configure or compile, a fuzz run that finds something and each packaging
 # step count as one failure each).
