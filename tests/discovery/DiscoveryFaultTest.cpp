@@ -40,6 +40,24 @@ protected:
         ASSERT_EQ(notifier.unlock(), 0);
     }
 
+    // Connects, listens, and waits until the listener has delivered one
+    // arrival and sits in its condition wait.
+    void listenPastOneArrival(Recorder& recorder)
+    {
+        ASSERT_TRUE(notifier.connect());
+        ASSERT_TRUE(notifier.waitForNotifications(&recorder));
+        const QuorvaleDeviceNode first = fakeworld::parseNode("dv1");
+        ASSERT_TRUE(notifier.notify(&first, true));
+        awaitWaitingListener(recorder, 1);
+    }
+
+    // Another process joins and takes the mutex.
+    static void lockIn(Peer& peer)
+    {
+        ASSERT_EQ(peer.ask("connect"), "connect 1");
+        ASSERT_EQ(peer.ask("lock"), "lock 0");
+    }
+
     QuorvaleDeviceDiscoveryNotifier notifier;
 };
 
@@ -78,16 +96,11 @@ TEST_F(DiscoveryFaultTest, ProcessKilledHoldingTheMutexLeavesItToTheNextLocker)
 TEST_F(DiscoveryFaultTest, PosterKilledHoldingTheMutexDoesNotSilenceTheListener)
 {
     SKIP_UNLESS_DEAD_HOLDERS_ARE_RECOVERED();
-    ASSERT_TRUE(notifier.connect());
     Recorder recorder;
-    ASSERT_TRUE(notifier.waitForNotifications(&recorder));
-    const QuorvaleDeviceNode first = fakeworld::parseNode("dv1");
-    ASSERT_TRUE(notifier.notify(&first, true));
-    awaitWaitingListener(recorder, 1);
+    ASSERT_NO_FATAL_FAILURE(listenPastOneArrival(recorder));
 
     Peer poster;
-    ASSERT_EQ(poster.ask("connect"), "connect 1");
-    ASSERT_EQ(poster.ask("lock"), "lock 0");
+    ASSERT_NO_FATAL_FAILURE(lockIn(poster));
     poster.signal(SIGKILL);
     poster.wait();
 
@@ -112,16 +125,11 @@ TEST_F(DiscoveryFaultTest, ListenerThatAHolderKeepsFromTheMutexIsLeftBehindWhenS
     const unsigned patience = QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds;
     QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = 300;
     const int threads = processHoldings().threads;
-    ASSERT_TRUE(notifier.connect());
     Recorder recorder;
-    ASSERT_TRUE(notifier.waitForNotifications(&recorder));
-    const QuorvaleDeviceNode first = fakeworld::parseNode("dv1");
-    ASSERT_TRUE(notifier.notify(&first, true));
-    awaitWaitingListener(recorder, 1);
+    ASSERT_NO_FATAL_FAILURE(listenPastOneArrival(recorder));
 
     Peer holder;
-    ASSERT_EQ(holder.ask("connect"), "connect 1");
-    ASSERT_EQ(holder.ask("lock"), "lock 0");
+    ASSERT_NO_FATAL_FAILURE(lockIn(holder));
     // Cancelled in its condition wait, the listener must retake the mutex
     // before it can end, and the holder never gives it.
     const bool stopped = cancelReturns(notifier);
@@ -153,8 +161,7 @@ TEST_F(DiscoveryFaultTest, ListenerThatNeverGotTheMutexEndsWhenStopped)
 {
     ASSERT_TRUE(notifier.connect());
     Peer holder;
-    ASSERT_EQ(holder.ask("connect"), "connect 1");
-    ASSERT_EQ(holder.ask("lock"), "lock 0");
+    ASSERT_NO_FATAL_FAILURE(lockIn(holder));
     const int threads = processHoldings().threads;
     Recorder recorder;
     ASSERT_TRUE(notifier.waitForNotifications(&recorder));
