@@ -19,7 +19,7 @@ void usage(FILE* stream)
             "usage: %s [--verbose]\n"
             "Announces Quorvale cards plugged in and removed on the discovery channel\n"
             "until SIGTERM or SIGINT.\n"
-            "  -v, --verbose  print each announcement on standard output\n"
+            "  -v, --verbose  print each announcement, and when it is ready, on standard output\n"
             "  -h, --help     print this help\n",
             kProgram);
 }
@@ -47,6 +47,10 @@ int main(int argc, char** argv)
     if (!companion.start(error)) {
         fprintf(stderr, "%s: %s\n", kProgram, error.c_str());
         return kFailed;
+    }
+    if (verbose) {
+        puts("ready: watching /dev/vantorix");
+        fflush(stdout);
     }
     ServiceManagerNotice::send("READY=1");
     if (!companion.run(error)) {
