@@ -58,13 +58,20 @@ CompanionProcess::CompanionProcess(const std::vector<std::string>& extraEnvironm
     if (m_readySocket == -1 || bind(m_readySocket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
         return;
 
+    // The extra entries replace the test's own of the same name.
+    std::vector<std::string> replaced = extraEnvironment;
+    replaced.push_back("NOTIFY_SOCKET=" + socketPath);
     std::vector<std::string> variables;
-    for (char** variable = environ; *variable != nullptr; ++variable)
-        if (strncmp(*variable, "NOTIFY_SOCKET=", 14) != 0)
-            variables.push_back(*variable);
-    variables.push_back("NOTIFY_SOCKET=" + socketPath);
-    for (const std::string& extra : extraEnvironment)
-        variables.push_back(extra);
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string entry = *variable;
+        bool kept = true;
+        for (const std::string& extra : replaced)
+            if (entry.compare(0, extra.find('=') + 1, extra, 0, extra.find('=') + 1) == 0)
+                kept = false;
+        if (kept)
+            variables.push_back(entry);
+    }
+    variables.insert(variables.end(), replaced.begin(), replaced.end());
     std::vector<char*> envp;
     for (std::string& variable : variables)
         envp.push_back(&variable[0]);

@@ -13,8 +13,8 @@ namespace hotplugtest {
 
 class CompanionProcess {
 public:
-    // Starts the companion with `extraEnvironment` (NAME=VALUE) and
-    // `arguments`; its output goes to a log file.
+    // Starts the companion with `extraEnvironment` (NAME=VALUE entries that
+    // replace the test's own) and `arguments`; its output goes to a log file.
     explicit CompanionProcess(const std::vector<std::string>& extraEnvironment = {},
                               const std::vector<std::string>& arguments = {"--verbose"});
     ~CompanionProcess();

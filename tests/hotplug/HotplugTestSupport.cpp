@@ -3,7 +3,20 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
+
 namespace hotplugtest {
+
+bool eventually(const std::function<bool()>& condition, int timeoutMs)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            return false;
+        usleep(1000);
+    }
+    return true;
+}
 
 bool runsUnderUserEmulation()
 {

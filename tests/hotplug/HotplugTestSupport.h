@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <functional>
 #include <string>
 
 #include "ChannelView.h"
@@ -40,6 +41,10 @@ protected:
 
     simcard::SimulatedCard cards;
 };
+
+// Polls `condition` every millisecond until it holds or `timeoutMs` has
+// passed; returns whether it held.
+bool eventually(const std::function<bool()>& condition, int timeoutMs = 20000);
 
 // Whether this process runs under qemu's user emulation, where the kernel
 // never learns of the robust-futex list and a dead holder's mutex is never
