@@ -164,7 +164,9 @@ public:
     SimulatedCard(const SimulatedCard&) = delete;
     SimulatedCard& operator=(const SimulatedCard&) = delete;
 
-    // True in a process running under the umockdev preload.
+    // True in a process running under the umockdev preload. Only once a
+    // testbed exists: asked before, the emulation answers false for good and
+    // sends no "add" for the nodes added later.
     static bool emulationActive();
 
     // Adds a node; returns its name ("dv0"). Creates /dev/vantorix if needed.
