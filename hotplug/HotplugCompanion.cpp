@@ -66,6 +66,10 @@ bool HotplugCompanion::run(std::string& error)
             UdevNodeMonitor::Event event;
             while (m_monitor.next(event))
                 handle(event);
+            // What the lost events said is read from /dev/vantorix instead.
+            if (m_monitor.eventsLost())
+                for (const CardAnnouncer::Announcement& announcement : m_announcer.reconcile())
+                    report(announcement, nullptr);
         } else if (watched[1].revents != 0) {
             error = "lost the udev monitor";
             return false;

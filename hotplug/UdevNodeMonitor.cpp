@@ -2,11 +2,13 @@
 
 #include <libudev.h>
 
+#include <cerrno>
 #include <cstring>
 
 namespace {
 
 const char kDevicePrefix[] = "/dev/vantorix/";
+const int kReceiveBufferSize = 1 << 20;
 
 bool isNodeEvent(udev_device* device, bool& added)
 {
@@ -45,7 +47,12 @@ bool UdevNodeMonitor::open()
     // "udev", not "kernel": an event reaches us only after udev has
     // processed it, when the node exists with its final permissions.
     m_monitor = udev_monitor_new_from_netlink(m_udev, "udev");
-    return m_monitor != nullptr && udev_monitor_enable_receiving(m_monitor) == 0;
+    if (m_monitor == nullptr)
+        return false;
+    // Room for a burst; without the privilege to raise the limit the
+    // system's default stays, and a loss is noticed by eventsLost().
+    udev_monitor_set_receive_buffer_size(m_monitor, kReceiveBufferSize);
+    return udev_monitor_enable_receiving(m_monitor) == 0;
 }
 
 int UdevNodeMonitor::descriptor() const
@@ -67,5 +74,14 @@ bool UdevNodeMonitor::next(Event& event)
         if (ours)
             return true;
     }
+    if (errno == ENOBUFS)
+        m_lost = true;
     return false;
+}
+
+bool UdevNodeMonitor::eventsLost()
+{
+    const bool lost = m_lost;
+    m_lost = false;
+    return lost;
 }

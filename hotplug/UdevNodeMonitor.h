@@ -27,10 +27,14 @@ public:
     // The next waiting add or remove of a character device node in
     // /dev/vantorix, skipping every other event; false when none waits.
     bool next(Event& event);
+    // Whether events were lost since the last call (the socket's buffer
+    // overflowed under a storm of events); clears the flag.
+    bool eventsLost();
 
 private:
     udev* m_udev = nullptr;
     udev_monitor* m_monitor = nullptr;
+    bool m_lost = false;
 };
 
 #endif
