@@ -7,7 +7,7 @@ packages=(
   cmake ninja-build g++ g++-multilib gcc-multilib pkg-config file
   qtbase5-dev qtbase5-dev-tools libqt5test5
   googletest libbenchmark-dev
-  umockdev libumockdev-dev libglib2.0-dev
+  umockdev libumockdev-dev libglib2.0-dev libudev-dev
   xvfb xauth xdotool x11-utils imagemagick librsvg2-bin
   dbus dbus-x11 libunity9
   procps psmisc util-linux

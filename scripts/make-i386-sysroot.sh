@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds a private i386 sysroot (Qt 5, GLib, umockdev, Google Benchmark) from
-# Debian packages.
+# Builds a private i386 sysroot (Qt 5, GLib, umockdev, libudev, Google
+# Benchmark) from Debian packages.
 #
 # i386 Qt cannot be installed system-wide next to the amd64 one on these
 # machines, so the i386 build links against packages unpacked into a folder of
@@ -18,7 +18,7 @@ sysroot=$(mkdir -p "$sysroot" && cd "$sysroot" && pwd)
 roots=(qtbase5-dev libqt5core5a libqt5gui5 libqt5widgets5 libqt5test5 qt5-qmake
        libglib2.0-dev libumockdev-dev libumockdev0
        umockdev libunity9
-       libqt5dbus5)
+       libqt5dbus5 libudev-dev libudev1)
 
 # The benchmarks run in the product's ABI too.
 roots+=(libbenchmark-dev)

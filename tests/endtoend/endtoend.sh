@@ -5,7 +5,7 @@
 #   endtoend.sh SCENARIO
 #
 # Environment (set by CMake): VX_PROGRAM VX_SIMCARDS VX_UPDATER VX_POST VX_RUN
-# VANTORIX_ARTIFACTS_DIR. Screenshots, the step account and the logs of every
+# VX_HOTPLUGD VX_PRELOAD VX_PRELOAD_DIR VANTORIX_ARTIFACTS_DIR. Screenshots, the step account and the logs of every
 # scenario stay in ${VANTORIX_ARTIFACTS_DIR}/endtoend/SCENARIO/.
 set -uo pipefail
 
@@ -114,6 +114,33 @@ allow_leak() {
     echo "leak:$1" >> "$combined"
     export LSAN_OPTIONS=${LSAN_OPTIONS/suppressions=$base/suppressions=$combined}
 }
+
+# The hotplug companion, in the simulated cards' emulation: it hears their
+# udev events and announces them on the channel the program listens to.
+COMPANION_PID=""
+companion_ready() { grep -q '^ready' "$work/companion.log" 2> /dev/null; }
+companion_start() {
+    eventually 30 test -s "$VX_TESTBED" || return 1
+    UMOCKDEV_DIR=$(cat "$VX_TESTBED") LD_PRELOAD=$VX_PRELOAD \
+        LD_LIBRARY_PATH=${VX_PRELOAD_DIR:+$VX_PRELOAD_DIR${LD_LIBRARY_PATH:+:}}${LD_LIBRARY_PATH:-} \
+        ${VX_RUN:-} "$VX_HOTPLUGD" --verbose >> "$work/companion.log" 2>&1 &
+    COMPANION_PID=$!
+    vx_step "started $(basename "$VX_HOTPLUGD") ($COMPANION_PID)"
+    eventually 30 companion_ready
+}
+# Ends the companion with SIGTERM; sets COMPANION_STATUS.
+companion_stop() {
+    vx_step "sent SIGTERM to the companion"
+    kill -TERM "$COMPANION_PID"
+    local deadline=$(( $(date +%s) + 20 ))
+    while kill -0 "$COMPANION_PID" 2> /dev/null && [ "$(date +%s)" -lt "$deadline" ]; do sleep 0.1; done
+    kill -0 "$COMPANION_PID" 2> /dev/null && kill -KILL "$COMPANION_PID"
+    wait "$COMPANION_PID"
+    COMPANION_STATUS=$?
+    vx_step "companion ended with exit status $COMPANION_STATUS"
+    COMPANION_PID=""
+}
+announced() { grep -q "^$1 " "$work/companion.log"; }
 
 # ---- normal mode -----------------------------------------------------------
 
@@ -371,8 +398,36 @@ scenario_daemon_idle() {
     expect_status 0
 }
 
+# ---- daemon mode with the hotplug companion --------------------------------
+
+scenario_daemon_hotplug_prompts_plugged_card() {
+    fresh_channel
+    vx_hotplug_init
+    vx_status dv5 1 1f Quorvale Duo
+    vx_start_program -d
+    check "companion ready" companion_start
+    check "catches termination signals" eventually 60 catches_signals
+    check "no card, no dialog for 2 s" no_dialog_for 2
+    vx_plug dv5
+    vx_flow_prompt decline || failures=$((failures + 1))
+    check "prompted once" no_dialog_for 3
+    check "dv5 checked once" status_checks dv5 1
+    vx_unplug dv5
+    check "removal announced" eventually 30 announced "removal dv5"
+    vx_plug dv5
+    vx_flow_prompt decline || failures=$((failures + 1))
+    check "prompted once again" no_dialog_for 3
+    check "dv5 checked twice" status_checks dv5 2
+    send TERM
+    vx_wait_program 20
+    expect_status 0
+    companion_stop
+    check "companion exit status 0" test "$COMPANION_STATUS" = 0
+    [ -s "$work/companion.log" ] && { echo "--- companion output"; cat "$work/companion.log"; }
+}
+
 vx_start_xvfb || exit 1
-trap 'vx_stop_xvfb; running && kill -KILL "$VX_PID" 2> /dev/null' EXIT
+trap 'vx_stop_xvfb; running && kill -KILL "$VX_PID" 2> /dev/null; [ -n "$COMPANION_PID" ] && kill -KILL "$COMPANION_PID" 2> /dev/null' EXIT
 if ! declare -F "scenario_$scenario" > /dev/null; then
     echo "unknown scenario $scenario" >&2
     exit 2

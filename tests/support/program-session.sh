@@ -29,6 +29,7 @@ vx_session_init() {
     export XDG_RUNTIME_DIR=$VX_WORK/runtime
     mkdir -p -m 0700 "$XDG_RUNTIME_DIR"
     VX_PID=""
+    VX_CONTROL=""
 }
 
 # Adds simulated cards, one configuration line each (e.g. "card dv0").
@@ -56,11 +57,28 @@ vx_update_runs() {
     vx_updater "update $target exit $code"
 }
 
+# Cards plugged in and out while the program runs (vx_plug, vx_unplug): the
+# simulated cards take commands from a FIFO, and other processes can join
+# their emulation (the testbed's root is written to $VX_TESTBED).
+vx_hotplug_init() {
+    VX_CONTROL=$VX_WORK/cards.control
+    VX_TESTBED=$VX_WORK/testbed
+    rm -f "$VX_CONTROL" "$VX_TESTBED"
+    mkfifo "$VX_CONTROL"
+    grep -q . "$VX_CARDS" || echo "# cards are plugged in while the program runs" >> "$VX_CARDS"
+}
+
+# vx_plug NAME [SETTING...] (as on a "card" line); vx_unplug NAME.
+vx_plug() { vx_step "plugged in $1"; echo "plug $*" > "$VX_CONTROL"; }
+vx_unplug() { vx_step "unplugged $1"; echo "unplug $1" > "$VX_CONTROL"; }
+
 # Starts the program with ARGS in the background; under simulated_cards when
 # cards are configured, bare otherwise (then no /dev/vantorix exists).
 vx_start_program() {
+    local hotplug=()
+    [ -n "${VX_CONTROL:-}" ] && hotplug=(--control "$VX_CONTROL" --testbed "$VX_TESTBED")
     if [ -s "$VX_CARDS" ]; then
-        ${VX_RUN:-} "$VX_SIMCARDS" --config "$VX_CARDS" --log "$VX_WORK/card-requests.log" \
+        ${VX_RUN:-} "$VX_SIMCARDS" --config "$VX_CARDS" --log "$VX_WORK/card-requests.log" "${hotplug[@]}" \
             -- "$VX_PROGRAM" "$@" > "$VX_WORK/program-output.log" 2>&1 &
     else
         ${VX_RUN:-} "$VX_PROGRAM" "$@" > "$VX_WORK/program-output.log" 2>&1 &

@@ -207,6 +207,7 @@ struct SimulatedCard::Impl {
         return TRUE;
     }
 
+    void attachHandler(Node& n, const std::string& devnode);
     Outcome handle(Node& n, UMockdevIoctlClient* client);
     Outcome handleRaw(Node& n, Request& r, UMockdevIoctlData* arg, std::size_t size);
     Outcome handleBlock(Node& n, Request& r, UMockdevIoctlData* arg);
@@ -509,6 +510,21 @@ void addFromString(UMockdevTestbed* testbed, const std::string& description)
 
 }  // namespace
 
+void SimulatedCard::Impl::attachHandler(Node& n, const std::string& devnode)
+{
+    n.handler = umockdev_ioctl_base_new();
+    g_signal_connect(n.handler, "handle-ioctl", G_CALLBACK(onIoctl), &n);
+    GError* error = nullptr;
+    if (!umockdev_testbed_attach_ioctl(testbed, devnode.c_str(), n.handler, &error)) {
+        std::string message = error ? error->message : "?";
+        if (error)
+            g_error_free(error);
+        g_object_unref(n.handler);
+        n.handler = nullptr;
+        throw std::runtime_error("cannot attach ioctl handler: " + message);
+    }
+}
+
 std::string SimulatedCard::addNode(const NodeConfig& config)
 {
     createDeviceDirectory();
@@ -540,28 +556,23 @@ std::string SimulatedCard::addNode(const NodeConfig& config)
         chmod(file.c_str(), 01644);
     } else {
         if (config.sharedPage) {
+            // Ready before the device is added: under the preload adding it
+            // sends udev's "add", and a process that acts on the event must
+            // find a node that maps and answers.
+            writeFile(file, pageImage(config));
+            d->attachHandler(*node, devnode);
             gchar* sys = umockdev_testbed_add_device(d->testbed, "vantorix", node->name.c_str(),
                                                      nullptr, "dev", dev.c_str(), nullptr,
                                                      "DEVNAME", devnode.c_str(), nullptr);
             node->syspath = sys ? sys : "";
             g_free(sys);
-            writeFile(file, pageImage(config));
         } else {
             // A node without content is backed by a pty: mmap fails with ENODEV.
             node->syspath = "/sys/devices/vantorix/" + node->name;
             addFromString(d->testbed, "P: /devices/vantorix/" + node->name + "\nN: vantorix/" +
                                           node->name + "\nE: SUBSYSTEM=vantorix\nE: DEVNAME=" +
                                           devnode + "\nA: dev=" + dev + "\n");
-        }
-        node->handler = umockdev_ioctl_base_new();
-        g_signal_connect(node->handler, "handle-ioctl", G_CALLBACK(Impl::onIoctl), node.get());
-        GError* error = nullptr;
-        if (!umockdev_testbed_attach_ioctl(d->testbed, devnode.c_str(), node->handler, &error)) {
-            std::string message = error ? error->message : "?";
-            if (error)
-                g_error_free(error);
-            g_object_unref(node->handler);
-            throw std::runtime_error("cannot attach ioctl handler: " + message);
+            d->attachHandler(*node, devnode);
         }
     }
 
@@ -584,11 +595,40 @@ void SimulatedCard::removeNode(const std::string& name)
         g_object_unref(node->handler);
         node->handler = nullptr;
     }
-    if (!node->syspath.empty())
-        umockdev_testbed_remove_device(d->testbed, node->syspath.c_str());
     unlink(backingFile(name).c_str());
+    if (!node->syspath.empty()) {
+        // As udev reports a removal: once the node is gone. Removing the
+        // device sends nothing itself, and after it there is nothing to send.
+        if (emulationActive())
+            umockdev_testbed_uevent(d->testbed, node->syspath.c_str(), "remove");
+        umockdev_testbed_remove_device(d->testbed, node->syspath.c_str());
+    }
     std::lock_guard<std::mutex> lock(d->mutex);
     d->nodes.erase(name);
+}
+
+std::string SimulatedCard::addOtherDevice(const std::string& name, const std::string& devname)
+{
+    unsigned minor;
+    {
+        std::lock_guard<std::mutex> lock(d->mutex);
+        minor = d->nextMinor++;
+    }
+    const std::string dev = "10:" + std::to_string(minor);
+    gchar* sys = umockdev_testbed_add_device(d->testbed, "misc", name.c_str(), nullptr, "dev", dev.c_str(),
+                                             nullptr, "DEVNAME", devname.c_str(), nullptr);
+    const std::string syspath = sys ? sys : "";
+    g_free(sys);
+    if (syspath.empty())
+        throw std::runtime_error("cannot add device " + name);
+    return syspath;
+}
+
+void SimulatedCard::removeOtherDevice(const std::string& syspath)
+{
+    if (emulationActive())
+        umockdev_testbed_uevent(d->testbed, syspath.c_str(), "remove");
+    umockdev_testbed_remove_device(d->testbed, syspath.c_str());
 }
 
 void SimulatedCard::update(const std::string& name,

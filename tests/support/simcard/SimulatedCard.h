@@ -164,12 +164,22 @@ public:
     SimulatedCard(const SimulatedCard&) = delete;
     SimulatedCard& operator=(const SimulatedCard&) = delete;
 
-    // True in a process running under the umockdev preload.
+    // True in a process running under the umockdev preload. Only once a
+    // testbed exists: asked before, the emulation answers false for good and
+    // sends no "add" for the nodes added later.
     static bool emulationActive();
 
     // Adds a node; returns its name ("dv0"). Creates /dev/vantorix if needed.
+    // In a process under the preload this is a hotplug: udev monitors of the
+    // testbed's processes receive "add" once the node opens and answers.
     std::string addNode(const NodeConfig& config);
+    // Removes a node; under the preload they receive "remove" once it is gone.
     void removeNode(const std::string& name);
+    // A character device that is no card, with its node at `devname`
+    // (anywhere under /dev); returns its sysfs path. Like addNode(), a
+    // hotplug under the preload.
+    std::string addOtherDevice(const std::string& name, const std::string& devname);
+    void removeOtherDevice(const std::string& syspath);
     // An empty /dev/vantorix (no node yet).
     void createDeviceDirectory();
     // Changes a node's configuration while it runs.

@@ -1,7 +1,7 @@
 // simulated_cards: runs a program against simulated Quorvale cards.
 //
 //   simulated_cards --config FILE [--log FILE] [--log-format text|json]
-//                   [--name NAME] -- PROGRAM ARGS...
+//                   [--name NAME] [--control FIFO] [--testbed FILE] -- PROGRAM ARGS...
 //
 // Installed as the harness of quorvale-sim (one per ABI), which gives it
 // --log-format json and its own name for messages.
@@ -10,6 +10,13 @@
 // execs) under the emulation, answers its ioctls until it exits, writes one
 // line per request to the log, and exits with PROGRAM's status (128 + signal
 // if it was killed). SIGTERM, SIGINT and SIGHUP are passed on to PROGRAM.
+//
+// --control FIFO plugs and unplugs cards while PROGRAM runs, one command a
+// line: "plug NAME [SETTING...]" (NAME and settings as on a "card" line) and
+// "unplug NAME". Udev monitors of the testbed's processes receive "add" and
+// "remove" as from udev; the runner then runs under the emulation itself.
+// --testbed FILE writes the testbed's root (the UMOCKDEV_DIR under which
+// other processes join the emulation) into FILE once the cards are in place.
 //
 // Configuration: an optional first line "format 1" (the version of this
 // format; another number is refused), then one card per "card" line, settings either as key=value
@@ -46,6 +53,8 @@
 //
 // Log line: node=dv0 request=0x99a counts=0,0,3,0 scalars= [code=gsub mscalars=...]
 // or with --log-format json one object per line (see formatRequestJson).
+#include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -55,6 +64,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -65,6 +75,7 @@ namespace {
 
 volatile sig_atomic_t g_child = 0;
 std::string g_name = "simulated_cards";
+int g_childEnded[2] = {-1, -1};
 
 void forward(int signalNumber)
 {
@@ -72,10 +83,70 @@ void forward(int signalNumber)
         kill(pid_t(g_child), signalNumber);
 }
 
+void childEnded(int)
+{
+    const int saved = errno;
+    const char byte = 0;
+    if (write(g_childEnded[1], &byte, 1) < 0) {
+        // The pipe is full: a wake-up is pending anyway.
+    }
+    errno = saved;
+}
+
 int usage()
 {
-    fprintf(stderr, "usage: %s --config FILE [--log FILE] -- PROGRAM ARGS...\n", g_name.c_str());
+    fprintf(stderr, "usage: %s --config FILE [--log FILE] [--control FIFO] [--testbed FILE] -- PROGRAM ARGS...\n",
+            g_name.c_str());
     return 2;
+}
+
+// One command of the control FIFO; false (with a message) if it is wrong.
+bool control(simcard::SimulatedCard& cards, const std::string& line)
+{
+    std::istringstream words(line);
+    std::string verb, name;
+    words >> verb >> name;
+    try {
+        if (verb == "plug" && !name.empty()) {
+            std::string settings;
+            std::getline(words, settings);
+            std::istringstream config("card " + name + settings + "\n");
+            std::vector<simcard::NodeConfig> nodes;
+            std::string error;
+            if (!simcard::parseConfig(config, nodes, error) || nodes.size() != 1) {
+                fprintf(stderr, "%s: control: %s: %s\n", g_name.c_str(), line.c_str(), error.c_str());
+                return false;
+            }
+            cards.addNode(nodes.front());
+            return true;
+        }
+        if (verb == "unplug" && !name.empty()) {
+            cards.removeNode(name);
+            return true;
+        }
+    } catch (const std::exception& e) {
+        fprintf(stderr, "%s: control: %s: %s\n", g_name.c_str(), line.c_str(), e.what());
+        return false;
+    }
+    fprintf(stderr, "%s: control: not \"plug NAME...\" or \"unplug NAME\": %s\n", g_name.c_str(), line.c_str());
+    return false;
+}
+
+// Reads whole lines from the FIFO and carries them out.
+void readControl(simcard::SimulatedCard& cards, int fd, std::string& partial)
+{
+    char buffer[512];
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n <= 0)
+        return;
+    partial.append(buffer, size_t(n));
+    size_t end;
+    while ((end = partial.find('\n')) != std::string::npos) {
+        const std::string line = partial.substr(0, end);
+        partial.erase(0, end + 1);
+        if (!line.empty())
+            control(cards, line);
+    }
 }
 
 // Exec'd children inherit the emulation through the preload of this build's ABI.
@@ -113,6 +184,8 @@ int main(int argc, char** argv)
     std::string configPath;
     std::string logPath;
     bool jsonLog = false;
+    std::string controlPath;
+    std::string testbedPath;
     int programIndex = -1;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -125,6 +198,10 @@ int main(int argc, char** argv)
             jsonLog = strcmp(argv[++i], "json") == 0;
         } else if (a == "--name" && i + 1 < argc) {
             g_name = argv[++i];
+        } else if (a == "--control" && i + 1 < argc) {
+            controlPath = argv[++i];
+        } else if (a == "--testbed" && i + 1 < argc) {
+            testbedPath = argv[++i];
         } else if (a == "--") {
             programIndex = i + 1;
             break;
@@ -147,7 +224,26 @@ int main(int argc, char** argv)
         return 2;
     }
 
+    // Only a testbed process under the emulation sends udev events. (Asking
+    // the emulation whether it is active before a testbed exists would make
+    // it answer no for good, so the preload variable tells.)
+    const char* preload = getenv("LD_PRELOAD");
+    const bool underEmulation = preload != nullptr && strstr(preload, "libumockdev-preload") != nullptr;
     enterEmulationForChildren();
+    if (!controlPath.empty() && !underEmulation) {
+        execv("/proc/self/exe", argv);
+        fprintf(stderr, "%s: cannot run under the emulation: %s\n", g_name.c_str(), strerror(errno));
+        return 2;
+    }
+    int controlFd = -1;
+    if (!controlPath.empty()) {
+        // Read and write, so that a writer closing it is no end of file.
+        controlFd = open(controlPath.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+        if (controlFd == -1) {
+            fprintf(stderr, "%s: cannot open %s: %s\n", g_name.c_str(), controlPath.c_str(), strerror(errno));
+            return 2;
+        }
+    }
     simcard::SimulatedCard cards;
     cards.createDeviceDirectory();
     try {
@@ -157,6 +253,21 @@ int main(int argc, char** argv)
         fprintf(stderr, "%s: %s\n", g_name.c_str(), e.what());
         return 2;
     }
+
+    if (!testbedPath.empty()) {
+        std::ofstream testbed(testbedPath);
+        testbed << cards.rootDir() << '\n';
+    }
+
+    if (pipe2(g_childEnded, O_CLOEXEC | O_NONBLOCK) != 0) {
+        fprintf(stderr, "%s: pipe: %s\n", g_name.c_str(), strerror(errno));
+        return 2;
+    }
+    struct sigaction onChildEnd {};
+    onChildEnd.sa_handler = childEnded;
+    onChildEnd.sa_flags = SA_RESTART | SA_NOCLDSTOP;
+    sigemptyset(&onChildEnd.sa_mask);
+    sigaction(SIGCHLD, &onChildEnd, nullptr);
 
     struct sigaction action {};
     action.sa_handler = forward;
@@ -179,7 +290,7 @@ int main(int argc, char** argv)
     if (child == 0) {
         struct sigaction standard {};
         standard.sa_handler = SIG_DFL;
-        for (int s : {SIGTERM, SIGINT, SIGHUP})
+        for (int s : {SIGTERM, SIGINT, SIGHUP, SIGCHLD})
             sigaction(s, &standard, nullptr);
         sigprocmask(SIG_SETMASK, &previous, nullptr);
         execvp(argv[programIndex], argv + programIndex);
@@ -189,8 +300,23 @@ int main(int argc, char** argv)
     g_child = child;
     sigprocmask(SIG_SETMASK, &previous, nullptr);
 
+    // Sleeps until the program ends or a control command comes.
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    std::string partial;
+    for (;;) {
+        const pid_t ended = waitpid(child, &status, WNOHANG);
+        if (ended == child || (ended < 0 && errno != EINTR))
+            break;
+        pollfd watched[2] = {{g_childEnded[0], POLLIN, 0}, {controlFd, POLLIN, 0}};
+        if (poll(watched, 2, -1) < 0)
+            continue;
+        if (watched[0].revents != 0) {
+            char drained[64];
+            while (read(g_childEnded[0], drained, sizeof drained) > 0) {
+            }
+        }
+        if (watched[1].revents != 0)
+            readControl(cards, controlFd, partial);
     }
 
     if (!logPath.empty()) {

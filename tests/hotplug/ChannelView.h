@@ -1,0 +1,58 @@
+// The discovery channel's shared object, mapped by the test itself and read
+// through offsets written out here, independently of the code under test.
+#ifndef HOTPLUG_CHANNEL_VIEW_H
+#define HOTPLUG_CHANNEL_VIEW_H
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace hotplugtest {
+
+class ChannelView {
+public:
+    // What the channel holds at one moment, read under its mutex.
+    struct Snapshot {
+        uint32_t initState = 0;
+        uint64_t masks[3] = {0, 0, 0};
+        int writeIndex = 0;
+        std::vector<std::string> ring;  // 20 slots: "+dv5" (arrival), "-dv5" (removal)
+
+        // The names of the set presence bits, "dv5", "card0", "io1".
+        std::set<std::string> present() const;
+        // The `count` events written before writeIndex, oldest first.
+        std::vector<std::string> lastEvents(int count) const;
+        // Events written from slot `from` up to writeIndex, oldest first.
+        std::vector<std::string> eventsFrom(int from) const;
+    };
+
+    static const char* objectName();
+    static bool exists();
+    static void remove();
+
+    ChannelView();  // maps the existing object; ok() tells whether it could
+    ~ChannelView();
+    ChannelView(const ChannelView&) = delete;
+    ChannelView& operator=(const ChannelView&) = delete;
+
+    bool ok() const { return m_bytes != nullptr; }
+    // pthread_mutex_lock on the channel's mutex: 0, or EOWNERDEAD when its
+    // holder died (the mutex is then made consistent again here).
+    int lock();
+    void unlock();
+    // Locks, reads, unlocks.
+    Snapshot snapshot();
+    // Polls until the events from slot `from` are exactly `expected` (none
+    // more), or 20 s have passed; returns the last snapshot.
+    Snapshot awaitEvents(int from, const std::vector<std::string>& expected);
+
+private:
+    int m_fd = -1;
+    uint8_t* m_bytes = nullptr;
+};
+
+}  // namespace hotplugtest
+
+#endif
