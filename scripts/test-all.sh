@@ -30,8 +30,10 @@ done
 # Under qemu's user emulation (a machine whose kernel runs no 32-bit code) a
 # 32-bit Qt program cannot start processes ("QSocketNotifier: Invalid socket"),
 # so the tests that drive the updater or the program as processes are left to
-# the x86_64 builds there.
-emulation_excluded='updater|app|endtoend|dialogs'
+# the x86_64 builds there; so are quorvalectl's, whose first simulated card
+# does not open under qemu (the i386 build checks them wherever 32-bit code
+# runs natively).
+emulation_excluded='updater|app|endtoend|dialogs|tools'
 
 status=0
 passed=0
