@@ -1,11 +1,6 @@
 # nm -D --defined-only of the library must list every name of kExportedNames
 # in ExportsTest.cpp as it is written there.
-find_program(NM nm REQUIRED)
-execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIBRARY}")
-endif()
-file(READ ${SOURCE} source)
+include(${CMAKE_CURRENT_LIST_DIR}/ReadLibraryExports.cmake)
 string(REGEX MATCH "kExportedNames\\[\\] = {[^}]*}" block "${source}")
 string(REGEX MATCHALL "\"[A-Za-z0-9_]+\"" names "${block}")
 list(LENGTH names count)

@@ -1,12 +1,7 @@
 # Every function the library exports (nm -D --defined-only, type T) must have
 # a row in the slot table of TransportSlotTest.cpp or be named there among the
 # calls that are not control calls.
-find_program(NM nm REQUIRED)
-execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
-if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIBRARY}")
-endif()
-file(READ ${SOURCE} source)
+include(${CMAKE_CURRENT_LIST_DIR}/ReadLibraryExports.cmake)
 string(REGEX MATCHALL "[0-9a-f]+ T [A-Za-z0-9_]+" functions "${symbols}")
 list(LENGTH functions count)
 if(count LESS 200)
