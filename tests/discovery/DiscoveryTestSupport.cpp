@@ -1,6 +1,7 @@
 #include "DiscoveryTestSupport.h"
 
-#include <dirent.h>
+#include "ProcessInspection.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -286,36 +287,10 @@ void Peer::signal(int number)
     kill(m_pid, number);
 }
 
-namespace {
-// Whether every thread of `pid` is in the stopped state ('T' in its stat line).
-bool allThreadsStopped(pid_t pid)
-{
-    const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
-    DIR* dir = opendir(tasks.c_str());
-    if (dir == nullptr)
-        return false;
-    bool stopped = true;
-    int threads = 0;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] == '.')
-            continue;
-        std::ifstream stat(tasks + "/" + entry->d_name + "/stat");
-        std::string line;
-        std::getline(stat, line);
-        const size_t afterName = line.rfind(')');
-        if (afterName == std::string::npos || afterName + 2 >= line.size() || line[afterName + 2] != 'T')
-            stopped = false;
-        ++threads;
-    }
-    closedir(dir);
-    return stopped && threads > 0;
-}
-}  // namespace
-
 bool Peer::stop()
 {
     signal(SIGSTOP);
-    return eventually([this] { return allThreadsStopped(m_pid); });
+    return eventually([this] { return proctest::allThreadsStopped(m_pid); });
 }
 
 int Peer::wait()
@@ -336,19 +311,6 @@ bool Peer::finish()
 }
 
 namespace {
-int countEntries(const char* directory)
-{
-    DIR* dir = opendir(directory);
-    if (dir == nullptr)
-        return -1;
-    int count = 0;
-    while (dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.')
-            ++count;
-    closedir(dir);
-    return count;
-}
-
 int countLines(const char* file, const std::string& containing = "")
 {
     std::ifstream stream(file);
@@ -364,13 +326,13 @@ int countLines(const char* file, const std::string& containing = "")
 ProcessHoldings processHoldings()
 {
     // The directory stream of the count itself is one descriptor in both counts.
-    return {countEntries("/proc/self/task"), countEntries("/proc/self/fd"), countLines("/proc/self/maps"),
+    return {proctest::countEntries("/proc/self/task"), proctest::countEntries("/proc/self/fd"), countLines("/proc/self/maps"),
             countLines("/proc/self/maps", expectedLayout().name + 1)};
 }
 
 ProcessHoldings settledHoldings(int expectedThreads)
 {
-    eventually([expectedThreads] { return countEntries("/proc/self/task") == expectedThreads; }, 5000);
+    eventually([expectedThreads] { return proctest::countEntries("/proc/self/task") == expectedThreads; }, 5000);
     return processHoldings();
 }
 

@@ -1,6 +1,7 @@
 #include "CompanionProcess.h"
 
-#include <dirent.h>
+#include "ProcessInspection.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -23,22 +24,7 @@ extern char** environ;
 namespace hotplugtest {
 
 namespace {
-
 using Clock = std::chrono::steady_clock;
-
-int countEntries(const std::string& directory)
-{
-    DIR* dir = opendir(directory.c_str());
-    if (dir == nullptr)
-        return -1;
-    int count = 0;
-    while (dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.')
-            ++count;
-    closedir(dir);
-    return count;
-}
-
 }  // namespace
 
 CompanionProcess::CompanionProcess(const std::vector<std::string>& extraEnvironment,
@@ -169,36 +155,17 @@ int CompanionProcess::terminate()
 
 bool CompanionProcess::stopped() const
 {
-    const std::string tasks = "/proc/" + std::to_string(m_pid) + "/task";
-    DIR* dir = opendir(tasks.c_str());
-    if (dir == nullptr)
-        return false;
-    bool allStopped = true;
-    int threads = 0;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] == '.')
-            continue;
-        std::ifstream stat(tasks + "/" + entry->d_name + "/stat");
-        std::string line;
-        std::getline(stat, line);
-        const size_t afterName = line.rfind(')');
-        if (afterName == std::string::npos || afterName + 2 >= line.size()
-            || (line[afterName + 2] != 'T' && line[afterName + 2] != 't'))
-            allStopped = false;
-        ++threads;
-    }
-    closedir(dir);
-    return allStopped && threads > 0;
+    return proctest::allThreadsStopped(m_pid);
 }
 
 int CompanionProcess::descriptorCount() const
 {
-    return countEntries("/proc/" + std::to_string(m_pid) + "/fd");
+    return proctest::countEntries("/proc/" + std::to_string(m_pid) + "/fd");
 }
 
 int CompanionProcess::threadCount() const
 {
-    return countEntries("/proc/" + std::to_string(m_pid) + "/task");
+    return proctest::countEntries("/proc/" + std::to_string(m_pid) + "/task");
 }
 
 std::pair<int, int> CompanionProcess::steadyHoldings() const
