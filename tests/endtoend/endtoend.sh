@@ -495,6 +495,7 @@ post_for() {
 }
 
 decoy_opens() { grep -c '^opened' "$work/decoy-opens.log"; }
+decoy_opened_once() { test "$(decoy_opens)" = 1; }
 
 # A minute of garbage from another user, with a poster at work: the program
 # never crashes, never opens the decoy that the garbage's "../" prefixes
@@ -518,7 +519,7 @@ scenario_daemon_hostile_writer() {
     # The watch is seen to work: the test opens the decoy once itself.
     exec {fd}<> "$decoy"
     exec {fd}>&-
-    check "the watch saw the test's own open" eventually 10 test "$(decoy_opens)" = 1
+    check "the watch saw the test's own open" eventually 10 decoy_opened_once
 
     vx_step "a hostile writer (seed $seed) and a poster for 60 s"
     hostile write "$seed" 60 ../../vxdecoy > "$work/writer.log" 2>&1 &
@@ -556,7 +557,7 @@ scenario_daemon_hostile_writer() {
     }
     check "a valid arrival is still heard" eventually 60 post_and_check
     vx_step "the decoy was opened $(decoy_opens) time(s), the test's own open included"
-    check "nothing but the test opened the decoy" test "$(decoy_opens)" = 1
+    check "nothing but the test opened the decoy" decoy_opened_once
     ends_on_sigterm_within 5
 }
 
