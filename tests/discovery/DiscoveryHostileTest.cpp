@@ -42,8 +42,7 @@ protected:
     void setWriteIndex(int32_t value)
     {
         RawSegment raw;
-        for (size_t i = 0; i < 4; ++i)
-            raw.setByte(expectedLayout().writeIndex + i, uint8_t(uint32_t(value) >> (8 * i)));
+        raw.setU32(expectedLayout().writeIndex, uint32_t(value));
     }
 
     // One wake-up of a listener in this thread, with the mutex held.

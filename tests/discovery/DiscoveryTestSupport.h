@@ -14,47 +14,11 @@
 #include <thread>
 #include <vector>
 
+#include "RawSegment.h"
+
 namespace discoverytest {
 
-// Where the fields lie in the object this build shares, written out by hand
-// so that the tests do not take them from the code under test.
-struct SegmentLayout {
-    size_t initState, mutex, condition, presence, events, writeIndex, size;
-    const char* name;
-};
-const SegmentLayout& expectedLayout();
-
-constexpr size_t kEventSize = 17;
 constexpr unsigned kOwnerDiedBit = 0x40000000u;  // the kernel's robust-futex flag
-
-void removeSegment();
-bool segmentExists();
-
-// The shared object mapped independently of the notifier.
-class RawSegment {
-public:
-    RawSegment();  // maps the existing object; ok() tells whether it could
-    ~RawSegment();
-    RawSegment(const RawSegment&) = delete;
-    RawSegment& operator=(const RawSegment&) = delete;
-
-    bool ok() const { return m_bytes != nullptr; }
-    uint8_t byte(size_t offset) const;
-    void setByte(size_t offset, uint8_t value);
-    uint32_t u32(size_t offset) const;
-    uint64_t u64(size_t offset) const;
-    std::vector<uint8_t> bytes(size_t offset, size_t count) const;
-    uint64_t mask(int index) const { return u64(expectedLayout().presence + 8 * size_t(index)); }
-    std::string eventPrefix(int slot) const;
-    uint8_t eventUnit(int slot) const;
-    uint8_t eventFlags(int slot) const;
-    off_t fileSize() const;
-    unsigned fileMode() const;
-
-private:
-    int m_fd = -1;
-    uint8_t* m_bytes = nullptr;
-};
 
 struct Delivery {
     bool arrived = false;

@@ -5,7 +5,8 @@
 #   endtoend.sh SCENARIO
 #
 # Environment (set by CMake): VX_PROGRAM VX_SIMCARDS VX_UPDATER VX_POST VX_RUN
-# VX_HOTPLUGD VX_PRELOAD VX_PRELOAD_DIR VANTORIX_ARTIFACTS_DIR. Screenshots, the step account and the logs of every
+# VX_HOTPLUGD VX_HOSTILE VX_OPENWATCH VX_PRELOAD VX_PRELOAD_DIR
+# VANTORIX_ARTIFACTS_DIR; VX_SEED, if set, seeds the hostile writer. Screenshots, the step account and the logs of every
 # scenario stay in ${VANTORIX_ARTIFACTS_DIR}/endtoend/SCENARIO/.
 set -uo pipefail
 
@@ -426,8 +427,183 @@ scenario_daemon_hotplug_prompts_plugged_card() {
     [ -s "$work/companion.log" ] && { echo "--- companion output"; cat "$work/companion.log"; }
 }
 
+# ---- daemon mode against hostile users of the channel ----------------------
+# Every user may write the channel's shared object: these scenarios do what
+# any of them can, beside the real program.
+
+# Helper processes of a scenario, killed (with their children) if it ends early.
+BACKGROUND=()
+background() { BACKGROUND+=("$1"); }
+stop_background() {
+    local pid
+    for pid in "${BACKGROUND[@]}"; do
+        kill -KILL $(pgrep -P "$pid") "$pid" 2> /dev/null
+    done
+}
+
+hostile() { ${VX_RUN:-} "$VX_HOSTILE" "$@"; }
+ended() { ! kill -0 "$1" 2> /dev/null; }
+
+HOLDER_PID=""
+# Another process takes the channel's mutex and keeps it.
+hold_mutex() {
+    hostile hold > "$work/holder.log" 2>&1 &
+    HOLDER_PID=$!
+    background "$HOLDER_PID"
+    eventually 60 grep -q '^holding' "$work/holder.log"
+}
+release_mutex() { kill -KILL "$HOLDER_PID"; wait "$HOLDER_PID" 2> /dev/null; }
+
+maps_channel() { grep -q com_vantorixlabs_QuorvaleDiscoveryNotifier /proc/"$1"/maps 2> /dev/null; }
+no_longer_maps_channel() { ! maps_channel "$1"; }
+
+sanitizers_silent() { ! grep -qE 'Sanitizer|runtime error' "$@"; }
+
+# Sends SIGTERM and holds the program to ending within SECONDS, with the
+# status of an orderly end and nothing from the sanitizers. The program's
+# own process is timed: under the simulated cards their runner ends after it.
+ends_on_sigterm_within() {
+    local seconds=$1 pid sent deadline
+    pid=$(vx_program_pid) || return 1
+    sent=$(date +%s%3N)
+    deadline=$(( sent + seconds * 1000 ))
+    send TERM
+    while kill -0 "$pid" 2> /dev/null && [ "$(date +%s%3N)" -lt "$deadline" ]; do sleep 0.05; done
+    if kill -0 "$pid" 2> /dev/null; then
+        check "the program ended within $seconds s of SIGTERM" false
+        kill -KILL "$pid"
+    else
+        vx_step "the program ended $(( $(date +%s%3N) - sent )) ms after SIGTERM"
+    fi
+    vx_wait_program 20
+    expect_status 0
+    check "nothing from the sanitizers" sanitizers_silent "$work/program-output.log"
+}
+
+# The updater was asked about NODE more than COUNT times.
+checked_more_than() { test "$(runs status | grep -c "$1")" -gt "$2"; }
+
+# post_for SECONDS: posters one after another, each run's status in
+# posters.status. They post nodes that no card has: the removal of a present
+# card costs the listener a descriptor for good, by the family's design.
+post_for() {
+    local deadline=$(( $(date +%s) + $1 ))
+    while [ "$(date +%s)" -lt "$deadline" ]; do
+        ${VX_RUN:-} "$VX_POST" +dv7 -dv7 +io3 -io3 >> "$work/posters.log" 2>&1
+        echo $? >> "$work/posters.status"
+    done
+}
+
+decoy_opens() { grep -c '^opened' "$work/decoy-opens.log"; }
+decoy_opened_once() { test "$(decoy_opens)" = 1; }
+
+# A minute of garbage from another user, with a poster at work: the program
+# never crashes, never opens the decoy that the garbage's "../" prefixes
+# point at, still hears valid arrivals afterwards, and ends on SIGTERM.
+scenario_daemon_hostile_writer() {
+    fresh_channel
+    vx_cards "card dv0"
+    vx_status dv0 0 00 Quorvale Duo
+    vx_start_program -d
+    check "listening: the present card was replayed" eventually 60 status_checks dv0 1
+    local pid testbed decoy fd seed=${VX_SEED:-$RANDOM}
+    pid=$(vx_program_pid)
+    # Under the emulation /dev/vantorix lies in the testbed, so that the
+    # writer's prefix "../../vxdecoy" with unit 0 leads to this FIFO.
+    testbed=$(tr '\0' '\n' < /proc/"$pid"/environ | sed -n 's/^UMOCKDEV_DIR=//p')
+    decoy=$testbed/vxdecoy0
+    check "the decoy FIFO is made" mkfifo "$decoy"
+    ${VX_RUN:-} "$VX_OPENWATCH" "$decoy" > "$work/decoy-opens.log" 2>&1 &
+    background $!
+    check "the decoy is watched" eventually 30 grep -q '^watching' "$work/decoy-opens.log"
+    # The watch is seen to work: the test opens the decoy once itself.
+    exec {fd}<> "$decoy"
+    exec {fd}>&-
+    check "the watch saw the test's own open" eventually 10 decoy_opened_once
+
+    vx_step "a hostile writer (seed $seed) and a poster for 60 s"
+    hostile write "$seed" 60 ../../vxdecoy > "$work/writer.log" 2>&1 &
+    local writer=$!
+    background "$writer"
+    post_for 60 &
+    local posters=$!
+    background "$posters"
+    local survived=yes
+    while kill -0 "$writer" 2> /dev/null; do
+        running || { survived=no; break; }
+        sleep 0.5
+    done
+    check "the program ran through the minute" test "$survived" = yes
+    wait "$writer"
+    check "the writer ended with status 0" test $? = 0
+    vx_step "writer: $(cat "$work/writer.log")"
+    check "the writer pointed events at the decoy" grep -qE 'decoys [1-9]' "$work/writer.log"
+    check "the writer woke the listeners" grep -qE 'wakeups [1-9]' "$work/writer.log"
+    # Each poster waits for the channel only so long: the loop ends soon after its minute.
+    check "the posters stopped" eventually 60 ended "$posters"
+    vx_step "posters: $(wc -l < "$work/posters.status") runs, $(grep -c '^0$' "$work/posters.status") of them joined and posted"
+    check "no poster crashed" test -z "$(grep -vE '^[01]$' "$work/posters.status")"
+    check "nothing from the posters' sanitizers" sanitizers_silent "$work/posters.log"
+    check "the program ran on" running
+
+    local before
+    before=$(runs status | grep -c dv0)
+    # The ring the writer left may hide the first post from the listener
+    # (its read index may lie just past it): the next one is heard.
+    vx_step "another process posts -dv0 +dv0 until the program checks dv0 again"
+    post_and_check() {
+        ${VX_RUN:-} "$VX_POST" -dv0 +dv0 2>> "$work/posters.log"
+        eventually 10 checked_more_than dv0 "$before"
+    }
+    check "a valid arrival is still heard" eventually 60 post_and_check
+    vx_step "the decoy was opened $(decoy_opens) time(s), the test's own open included"
+    check "nothing but the test opened the decoy" decoy_opened_once
+    ends_on_sigterm_within 5
+}
+
+# A holder of the mutex that never lets go blocks the family by design: the
+# program, already listening, must still end on SIGTERM.
+scenario_daemon_mutex_held_while_listening() {
+    fresh_channel
+    vx_cards "card dv0"
+    vx_status dv0 0 00 Quorvale Duo
+    vx_start_program -d
+    check "listening: the present card was replayed" eventually 60 status_checks dv0 1
+    check "another process holds the channel's mutex" hold_mutex
+    ${VX_RUN:-} "$VX_POST" +dv0 > "$work/posters.log" 2>&1 &
+    local poster=$!
+    background "$poster"
+    vx_step "another process posts +dv0 and waits for the mutex"
+    ends_on_sigterm_within 5
+    check "the poster still waits: the mutex was held throughout" kill -0 "$poster"
+    kill -KILL "$poster"
+    release_mutex
+}
+
+# The mutex is already held when the program starts: it gives the channel
+# up without spinning, runs its event loop and ends on SIGTERM.
+scenario_daemon_mutex_held_before_start() {
+    empty_channel
+    check "another process holds the channel's mutex" hold_mutex
+    vx_start_program -d
+    local pid since ticks0 waited ticks
+    pid=$(vx_program_pid)
+    check "the program maps the channel" eventually 60 maps_channel "$pid"
+    since=$(date +%s%3N)
+    ticks0=$(cputicks "$pid")
+    check "and gives it up" eventually 120 no_longer_maps_channel "$pid"
+    waited=$(( $(date +%s%3N) - since ))
+    ticks=$(( $(cputicks "$pid") - ticks0 ))
+    vx_step "the program waited about $waited ms for the mutex, using $ticks CPU ticks"
+    # A tick is 10 ms: less than half a core, where a spinning wait takes all of one.
+    check "without spinning" test $(( ticks * 10 * 2 )) -lt "$waited"
+    check "still running" running
+    ends_on_sigterm_within 5
+    release_mutex
+}
+
 vx_start_xvfb || exit 1
-trap 'vx_stop_xvfb; running && kill -KILL "$VX_PID" 2> /dev/null; [ -n "$COMPANION_PID" ] && kill -KILL "$COMPANION_PID" 2> /dev/null' EXIT
+trap 'vx_stop_xvfb; running && kill -KILL "$VX_PID" 2> /dev/null; [ -n "$COMPANION_PID" ] && kill -KILL "$COMPANION_PID" 2> /dev/null; stop_background' EXIT
 if ! declare -F "scenario_$scenario" > /dev/null; then
     echo "unknown scenario $scenario" >&2
     exit 2
