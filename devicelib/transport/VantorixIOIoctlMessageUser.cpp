@@ -252,8 +252,8 @@ constexpr bool codesFollowTheMessageRequest()
 }
 static_assert(codesFollowTheMessageRequest(), "a code exactly for the message-routed requests");
 
-// The message-routed requests, apart so that the renumbered ones reach the
-// driver from a frame that saves no registers and holds no record.
+// The message-routed requests, apart: the frame the renumbered ones reach the
+// driver from then holds no message record and reads no table of codes.
 __attribute__((noinline)) int callAsMessage(VantorixIOIoctlMessageUser* transport, std::size_t row,
                                             IoctlArguments* args)
 {
