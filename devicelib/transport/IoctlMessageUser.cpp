@@ -59,58 +59,27 @@ int IoctlMessageUser::call(int req)
     return call(req, &args);
 }
 
-// The block lives on this frame, sized exactly by the request and aligned to
-// 16 bytes: no heap per request. Stack use is the block length, which is
-// capped at kMaxBlockLength; the library's own requests stay far below a page
-// (a 1064-byte buffer message in and out is 2144 bytes), and callers that pass
-// their own sizes (completed frames, flushed input frames, notifications) get
-// exactly what they offered up to that ceiling.
-int IoctlMessageUser::call(int req, IoctlArguments* args)
+// A block longer than the fixed buffer: sized exactly by the request, up to
+// the ceiling, on a frame of its own so that the short requests keep a frame
+// of fixed size. Stack use is the block length, capped at kMaxBlockLength;
+// the library's own requests stay far below a page (a 1064-byte buffer
+// message in and out is 2144 bytes), and callers that pass their own sizes
+// (completed frames, flushed input frames, notifications) get exactly what
+// they offered up to that ceiling.
+__attribute__((noinline)) int IoctlMessageUser::transferLongBlock(int fd, int req, IoctlArguments* args)
 {
     const uint64_t fullLength = blockLength(*args);
     if (fullLength > kMaxBlockLength)
         return kQuorvaleBadArgument;
-    const std::size_t length = std::size_t(fullLength);
-    // Most requests are a few words and a message record: those use a buffer
-    // of fixed size in the frame, aligned by the stack's own alignment, which
-    // costs nothing to set up; only longer ones size the frame at run time.
-    alignas(kBlockAlignment) unsigned char shortBlock[kShortBlockLength];
     // The builtin takes its alignment in bits.
-    auto* block = length <= sizeof shortBlock
-                      ? shortBlock
-                      : static_cast<unsigned char*>(__builtin_alloca_with_align(length, 8 * kBlockAlignment));
+    auto* block = static_cast<unsigned char*>(__builtin_alloca_with_align(std::size_t(fullLength),
+                                                                          8 * kBlockAlignment));
+    return exchange(fd, req, args, block);
+}
 
-    IoctlBlockHeader header{args->scalarInputCount, args->structInputSize,
-                            args->scalarOutputCount, args->structOutputSize};
-    std::memcpy(block, &header, sizeof header);
-    unsigned char* cursor = block + sizeof header;
-    if (args->scalarInputCount != 0) {
-        const std::size_t bytes = std::size_t{8} * args->scalarInputCount;
-        copyBytes(cursor, args->scalarInput, bytes);
-        cursor += bytes;
-    }
-    if (args->structInputSize != 0)
-        copyBytes(cursor, args->structInput, args->structInputSize);
-
-    const int status = ioctl(fd, static_cast<unsigned long>(req), block);
-    if (status != 0)
-        return status;
-
-    // The driver's header decides where the outputs are and how much to copy:
-    // it never returns more than it was offered, so no clamping here.
-    std::memcpy(&header, block, sizeof header);
-    const unsigned char* out = block + sizeof header + std::size_t{8} * header.scalarInputCount
-                               + header.structInputSize;
-    args->scalarOutputCount = header.scalarOutputCount;
-    if (header.scalarOutputCount != 0) {
-        const std::size_t bytes = std::size_t{8} * header.scalarOutputCount;
-        copyBytes(args->scalarOutput, out, bytes);
-        out += bytes;
-    }
-    args->structOutputSize = header.structOutputSize;
-    if (header.structOutputSize != 0)
-        copyBytes(args->structOutput, out, header.structOutputSize);
-    return 0;
+int IoctlMessageUser::call(int req, IoctlArguments* args)
+{
+    return transfer(fd, req, args);
 }
 
 int IoctlMessageUser::readScalar(int req, unsigned long long* out, unsigned count)

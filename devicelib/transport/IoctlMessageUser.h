@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <sys/ioctl.h>
+
 #include "IoctlArguments.h"
 
 class IoctlMessageUser {
@@ -67,6 +69,17 @@ public:
                + args.structInputSize + uint64_t{8} * args.scalarOutputCount
                + args.structOutputSize;
     }
+    // The same answer as blockLength(args) <= kShortBlockLength, in 32-bit
+    // arithmetic, which the product's ABI does in half the instructions: with
+    // every count below 2^16 the sum cannot wrap.
+    static constexpr bool fitsShortBlock(const IoctlArguments& args)
+    {
+        return ((args.scalarInputCount | args.structInputSize | args.scalarOutputCount | args.structOutputSize)
+                >> 16) == 0
+               && sizeof(IoctlBlockHeader) + 8 * args.scalarInputCount + args.structInputSize
+                          + 8 * args.scalarOutputCount + args.structOutputSize
+                      <= kShortBlockLength;
+    }
     // The block lives on the caller's stack, so its length has a ceiling:
     // 64 KiB is thirty times the largest block the library builds itself (a
     // buffer message in and out, 2144 bytes), room for 4096 completion
@@ -105,7 +118,72 @@ protected:
         }
     }
 
+    // What call(req, args) does on descriptor fd. Inline, so that a derived
+    // transport that re-addresses a request reaches the driver from its own
+    // frame: on the product's ABI every further call passes the request and
+    // the descriptor through memory once more, and that wait comes before
+    // the system call can start. No heap per request: the block lives on the
+    // stack. Most requests are a few words and a message record: those use a
+    // buffer of fixed size in this frame, aligned by the stack's own
+    // alignment, which costs nothing to set up.
+    __attribute__((always_inline)) static int transfer(int fd, int req, IoctlArguments* args)
+    {
+        if (!fitsShortBlock(*args))
+            return transferLongBlock(fd, req, args);
+        alignas(kBlockAlignment) unsigned char block[kShortBlockLength];
+        return exchange(fd, req, args, block);
+    }
+
     int fd;  // not owned: the device record closes it
+
+private:
+    // Builds the block in `block` (room for blockLength(*args) bytes, aligned
+    // to 16), makes the one system call and copies the outputs back.
+    __attribute__((always_inline)) static int exchange(int fd, int req, IoctlArguments* args,
+                                                       unsigned char* block)
+    {
+        // The counts are read one word at a time, and the empty asm keeps the
+        // compiler from merging the reads into one 16-byte load: callers have
+        // just written them as separate words, and a wide read of several
+        // fresh narrow writes cannot take their values from the store buffer,
+        // so it waits until they reach the cache, and the system call with it.
+        uint32_t scalarsIn = args->scalarInputCount;
+        uint32_t structIn = args->structInputSize;
+        uint32_t scalarsOut = args->scalarOutputCount;
+        uint32_t structOut = args->structOutputSize;
+        __asm__("" : "+r"(scalarsIn), "+r"(structIn), "+r"(scalarsOut), "+r"(structOut));
+        IoctlBlockHeader header{scalarsIn, structIn, scalarsOut, structOut};
+        std::memcpy(block, &header, sizeof header);
+        unsigned char* cursor = block + sizeof header;
+        if (scalarsIn != 0) {
+            const std::size_t bytes = std::size_t{8} * scalarsIn;
+            copyBytes(cursor, args->scalarInput, bytes);
+            cursor += bytes;
+        }
+        if (structIn != 0)
+            copyBytes(cursor, args->structInput, structIn);
+
+        const int status = ioctl(fd, static_cast<unsigned long>(req), block);
+        if (status != 0)
+            return status;
+
+        // The driver's header decides where the outputs are and how much to copy:
+        // it never returns more than it was offered, so no clamping here.
+        std::memcpy(&header, block, sizeof header);
+        const unsigned char* out = block + sizeof header + std::size_t{8} * header.scalarInputCount
+                                   + header.structInputSize;
+        args->scalarOutputCount = header.scalarOutputCount;
+        if (header.scalarOutputCount != 0) {
+            const std::size_t bytes = std::size_t{8} * header.scalarOutputCount;
+            copyBytes(args->scalarOutput, out, bytes);
+            out += bytes;
+        }
+        args->structOutputSize = header.structOutputSize;
+        if (header.structOutputSize != 0)
+            copyBytes(args->structOutput, out, header.structOutputSize);
+        return 0;
+    }
+    static int transferLongBlock(int fd, int req, IoctlArguments* args);
 };
 
 #endif

@@ -25,15 +25,20 @@ struct SortedConstantMap {
     }
     static constexpr std::size_t kWindow = largestPowerOfTwoAtMost(N);
 
-    // Keeps the compiler from turning the branch this sits in into a
-    // conditional move: it cannot move an asm statement out of its branch.
-    static void takeBranch(std::size_t& value)
+    // The steps of floorIndex below the window `At`..`At + 2 * Step`: one
+    // comparison with a key at a constant position, then the half that holds
+    // `key`. Inlined whole, this is a tree of comparisons whose every leaf is
+    // a constant position.
+    template <std::size_t At, std::size_t Step>
+    __attribute__((always_inline)) std::size_t descend(Key key) const
     {
-#if defined(__GNUC__)
-        __asm__("" : "+r"(value));
-#else
-        (void)value;
-#endif
+        if constexpr (Step == 0) {
+            return At;
+        } else {
+            if (keys[At + Step] <= key)
+                return descend<At + Step, Step / 2>(key);
+            return descend<At, Step / 2>(key);
+        }
     }
 
     Key keys[N];      // ascending
@@ -68,24 +73,32 @@ struct SortedConstantMap {
     }
 
     // The position of `key` in key order, or N (size()) when it is absent.
-    // Binary search in steps fixed at compile time (a first step picks one of
-    // two overlapping windows of the largest power of two not above N, then
-    // each step halves it), taken as real branches: a transport asks for the
-    // same few requests again and again, so the branches are well predicted
-    // and the loads are issued ahead. A branch-free search (which compilers
-    // make of such a loop) makes each load wait for the previous comparison,
-    // and that wait adds straight to the latency of every request.
     std::size_t indexOf(Key key) const
     {
         if constexpr (N == 0) {
             return N;
         } else {
-            std::size_t i = keys[N - kWindow] <= key ? N - kWindow : 0;
-            for (std::size_t step = kWindow / 2; step > 0; step /= 2)
-                if (keys[i + step] <= key)
-                    takeBranch(i += step);
-            return keys[i] == key ? i : N;
+            const std::size_t at = floorIndex(key);
+            return keys[at] == key ? at : N;
         }
+    }
+
+    // The position of the last key not above `key` (0 when every key is
+    // above it): `key` is present exactly when keys[floorIndex(key)] equals it.
+    // Binary search in steps fixed at compile time (a first step picks one of
+    // two overlapping windows of the largest power of two not above N, then
+    // each step halves it), unrolled into a tree of comparisons in which every
+    // position compared, and the answer, is a constant: no step waits for the
+    // one before it to compute where to look. A transport asks for the same
+    // few requests again and again, so the branches are well predicted and
+    // the loads are issued ahead; and where the map itself is a constant the
+    // compiler sees, the keys compared and the answer become immediates.
+    __attribute__((always_inline)) std::size_t floorIndex(Key key) const
+    {
+        static_assert(N > 0, "no position in an empty map");
+        if (keys[N - kWindow] <= key)
+            return descend<N - kWindow, kWindow / 2>(key);
+        return descend<0, kWindow / 2>(key);
     }
 
     std::size_t count(Key key) const { return find(key) != nullptr ? 1 : 0; }

@@ -252,6 +252,36 @@ constexpr bool codesFollowTheMessageRequest()
 }
 static_assert(codesFollowTheMessageRequest(), "a code exactly for the message-routed requests");
 
+// The message-routed requests, apart: the frame the renumbered ones reach the
+// driver from then holds no message record and reads no table of codes.
+__attribute__((noinline)) int callAsMessage(VantorixIOIoctlMessageUser* transport, std::size_t row,
+                                            IoctlArguments* args)
+{
+    const unsigned code = kCodesByRow.code[row];
+    if (code == VantorixIOIoctlMessageUser::kNoMessage)
+        return kQuorvaleNotTranslatable;
+    if (args->scalarOutputCount > VantorixIOIoctlMessageUser::kMessageScalars
+        || args->scalarInputCount > VantorixIOIoctlMessageUser::kMessageScalars
+        || args->structOutputSize != 0 || args->structInputSize != 0)
+        return kQuorvaleNotTranslatable;
+
+    // Scalars beyond the inputs travel as whatever the stack held: the driver
+    // reads only as many as the request carries.
+    _VantorixIOMessageRequest record;
+    record.messageCode = code;
+    record.reserved = 0;
+    // At most four scalars each way (checked above): copied word by word.
+    for (uint32_t i = 0; i < args->scalarInputCount; ++i)
+        record.scalars[i] = args->scalarInput[i];
+
+    const int status = transport->sendMessage(&record);
+    if (status != 0)
+        return status;
+    for (uint32_t i = 0; i < args->scalarOutputCount; ++i)
+        args->scalarOutput[i] = record.scalars[i];
+    return 0;
+}
+
 }  // namespace
 
 const Translation* VantorixIOIoctlMessageUser::translationTable(std::size_t* count)
@@ -269,39 +299,20 @@ VantorixIOIoctlMessageUser::~VantorixIOIoctlMessageUser() = default;
 
 int VantorixIOIoctlMessageUser::call(int req, IoctlArguments* args)
 {
-    if (req >= kFirstNewRequest)
-        return IoctlMessageUser::call(req, args);
-
-    // One search gives the row of both tables' answers for this number.
-    const std::size_t row = ioctlTranslation.indexOf(req);
-    if (row == ioctlTranslation.size())
-        return kQuorvaleNotTranslatable;
-    const int request = ioctlTranslation.values[row];
-    if (request != kMessageRequest)
-        return IoctlMessageUser::call(request, args);
-
-    const unsigned code = kCodesByRow.code[row];
-    if (code == kNoMessage)
-        return kQuorvaleNotTranslatable;
-    if (args->scalarOutputCount > kMessageScalars || args->scalarInputCount > kMessageScalars
-        || args->structOutputSize != 0 || args->structInputSize != 0)
-        return kQuorvaleNotTranslatable;
-
-    // Scalars beyond the inputs travel as whatever the stack held: the driver
-    // reads only as many as the request carries.
-    _VantorixIOMessageRequest record;
-    record.messageCode = code;
-    record.reserved = 0;
-    // At most four scalars each way (checked above): copied word by word.
-    for (uint32_t i = 0; i < args->scalarInputCount; ++i)
-        record.scalars[i] = args->scalarInput[i];
-
-    const int status = sendMessage(&record);
-    if (status != 0)
-        return status;
-    for (uint32_t i = 0; i < args->scalarOutputCount; ++i)
-        args->scalarOutput[i] = record.scalars[i];
-    return 0;
+    int request = req;
+    if (req < kFirstNewRequest) {
+        // One search gives the row of both tables' answers for this number.
+        // It searches the table ioctlTranslation refers to by its own name:
+        // the compiler then knows the keys and folds them into the search.
+        const std::size_t row = kIoctlTranslation.floorIndex(req);
+        if (kIoctlTranslation.keys[row] != req)
+            return kQuorvaleNotTranslatable;
+        request = kIoctlTranslation.values[row];
+        if (request == kMessageRequest)
+            return callAsMessage(this, row, args);
+    }
+    // IoctlMessageUser::call(request, args), from this frame.
+    return transfer(fd, request, args);
 }
 
 int VantorixIOIoctlMessageUser::sendMessage(_VantorixIOMessageRequest* request)
