@@ -465,23 +465,6 @@ int lockWithinASlice(pthread_mutex_t* mutex)
     return tryLockUntil(mutex, Deadline(100));
 }
 
-// A process killed inside the condition variable's own code (a poster in
-// its broadcast, a listener entering its wait) can leave it in a state in
-// which later broadcasts wake nobody: the C library's condition variable,
-// unlike the mutex, is not robust. So the listener also wakes by itself
-// now and then, and delivers what was posted meanwhile.
-const time_t kListenerWakeSeconds = 1;
-
-// The condition variable keeps the clock its creator gave it, the default
-// one in every process of the family.
-timespec nextListenerWake()
-{
-    timespec at;
-    clock_gettime(CLOCK_REALTIME, &at);
-    at.tv_sec += kListenerWakeSeconds;
-    return at;
-}
-
 }  // namespace
 
 // The first lock of a listener waits in slices and gives up between them
@@ -515,13 +498,12 @@ void QuorvaleDeviceDiscoveryNotifier::listen(ListenerRun* listenerRun)
 
     pthread_setcancelstate(listenerRun->savedCancelState, nullptr);
     // Cancellation can only strike inside the condition wait, which returns
-    // with the mutex re-acquired, timed out or not: the handler gives it back.
+    // with the mutex re-acquired: the handler gives it back.
     pthread_cleanup_push(endListening, listenerRun);
     for (;;) {
         listenerRun->phase.store(ListenerRun::kWaiting);
         // A poster that died holding the mutex hands it over here too.
-        const timespec wakeAt = nextListenerWake();
-        const int woken = pthread_cond_timedwait(&shared->condition, &shared->mutex, &wakeAt);
+        const int woken = pthread_cond_wait(&shared->condition, &shared->mutex);
         if (!listenerRun->step(ListenerRun::kWaiting, ListenerRun::kDelivering))
             pthread_exit(nullptr);  // left behind: the notifier is no longer ours
         if (woken == EOWNERDEAD)
