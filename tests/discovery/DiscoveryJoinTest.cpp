@@ -3,7 +3,11 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
+#include <atomic>
+#include <future>
+#include <iostream>
 
 #include "DiscoveryTestSupport.h"
 #include "FakeDeviceWorld.h"
@@ -17,6 +21,57 @@ namespace {
 using DiscoveryJoinTest = DiscoveryTest;
 
 const std::vector<std::string> kHeldCreator{"QUORVALE_FAKE_PRESENT=dv0,dv1", "QUORVALE_FAKE_HOLD_ENUMERATION=1"};
+
+// Shortens a joiner's wait for the creator for one test.
+class JoinPatience {
+public:
+    explicit JoinPatience(unsigned milliseconds) { QuorvaleDeviceDiscoveryNotifier::joinPatienceMilliseconds = milliseconds; }
+    ~JoinPatience() { QuorvaleDeviceDiscoveryNotifier::joinPatienceMilliseconds = m_saved; }
+    JoinPatience(const JoinPatience&) = delete;
+    JoinPatience& operator=(const JoinPatience&) = delete;
+
+private:
+    unsigned m_saved = QuorvaleDeviceDiscoveryNotifier::joinPatienceMilliseconds;
+};
+
+double milliseconds(clockid_t clock)
+{
+    timespec now;
+    clock_gettime(clock, &now);
+    return double(now.tv_sec) * 1e3 + double(now.tv_nsec) / 1e6;
+}
+
+// A connect that fails, how long it took, and how much processor time its
+// thread spent meanwhile (a joiner that backs off sleeps nearly all along).
+struct TimedJoin {
+    bool connected;
+    double wallMs, cpuMs;
+    double cpuPercent() const { return 100.0 * cpuMs / wallMs; }
+};
+
+TimedJoin timedConnect(QuorvaleDeviceDiscoveryNotifier& joiner)
+{
+    const double wall = milliseconds(CLOCK_MONOTONIC), cpu = milliseconds(CLOCK_THREAD_CPUTIME_ID);
+    const bool connected = joiner.connect();
+    return {connected, milliseconds(CLOCK_MONOTONIC) - wall, milliseconds(CLOCK_THREAD_CPUTIME_ID) - cpu};
+}
+
+// What a joiner whose creator died must do: fail, hold nothing, and use at
+// most a few percent of one core while it waited.
+void expectCheapFailure(const TimedJoin& join, const QuorvaleDeviceDiscoveryNotifier& joiner, const char* state)
+{
+    std::cout << state << ": failed after " << join.wallMs << " ms using " << join.cpuMs << " ms of processor time ("
+              << join.cpuPercent() << " %)" << std::endl;
+    ::testing::Test::RecordProperty(state, std::to_string(join.cpuPercent()) + " %");
+    EXPECT_FALSE(join.connected);
+    EXPECT_EQ(joiner.shared, nullptr);
+    EXPECT_EQ(joiner.shmFd, -1);
+    EXPECT_LT(join.cpuPercent(), 5.0);
+}
+
+// The time a joiner is granted beyond its patience: its last pause and a
+// busy machine's scheduling.
+constexpr double kJoinMarginMs = 5000;
 
 TEST_F(DiscoveryJoinTest, JoinerWaitsWhileTheCreatorEnumerates)
 {
@@ -103,6 +158,67 @@ TEST_F(DiscoveryJoinTest, CreatorKilledWhileInitialisingLeavesJoinersFailing)
     EXPECT_EQ(laterJoiner.ask("connect"), "connect 0");
     EXPECT_TRUE(laterJoiner.finish());
     EXPECT_TRUE(segmentExists());  // only a creator that fails by itself removes it
+}
+
+TEST_F(DiscoveryJoinTest, JoinerGivesUpCheaplyWhenTheCreatorDiedBeforeSizingTheObject)
+{
+    const int fd = shm_open(expectedLayout().name, O_RDWR | O_CREAT | O_EXCL, 0666);
+    ASSERT_NE(fd, -1);
+    close(fd);  // and the creator is gone
+    const JoinPatience patience(1500);
+    QuorvaleDeviceDiscoveryNotifier joiner;
+    const TimedJoin join = timedConnect(joiner);
+    expectCheapFailure(join, joiner, "before sizing");
+    EXPECT_GE(join.wallMs, 1500.0);
+    EXPECT_LE(join.wallMs, 1500.0 + kJoinMarginMs);
+    RawSegment raw;
+    EXPECT_EQ(raw.fileSize(), 0);  // a joiner never sizes the object
+}
+
+TEST_F(DiscoveryJoinTest, JoinerGivesUpCheaplyWhenTheCreatorDiedBetweenSizingAndInitialising)
+{
+    const int fd = shm_open(expectedLayout().name, O_RDWR | O_CREAT | O_EXCL, 0666);
+    ASSERT_NE(fd, -1);
+    ASSERT_EQ(ftruncate(fd, off_t(kDiscoverySegmentSize)), 0);
+    close(fd);
+    const JoinPatience patience(1500);
+    QuorvaleDeviceDiscoveryNotifier joiner;
+    const TimedJoin join = timedConnect(joiner);
+    expectCheapFailure(join, joiner, "between sizing and initialising");
+    EXPECT_GE(join.wallMs, 1500.0);
+    EXPECT_LE(join.wallMs, 1500.0 + kJoinMarginMs);
+    RawSegment raw;
+    EXPECT_EQ(raw.u32(expectedLayout().initState), 0u);
+    EXPECT_EQ(raw.u32(expectedLayout().mutex), 0u);  // never touched while the object is fresh
+}
+
+TEST_F(DiscoveryJoinTest, JoinerGivesUpCheaplyWhenTheCreatorIsKilledWhileEnumerating)
+{
+    SKIP_UNLESS_DEAD_HOLDERS_ARE_RECOVERED();
+    Peer creator(kHeldCreator);
+    creator.send("connect");
+    ASSERT_EQ(creator.answer(), "enumerating");
+
+    // The joiner waits on the creator's lock for a while before the creator
+    // dies, and fails as soon as it takes the dead creator's lock over.
+    const JoinPatience patience(20000);
+    const int recoveries = faults::consistentCalls();
+    QuorvaleDeviceDiscoveryNotifier joiner;
+    std::atomic<bool> joining{false};
+    auto joined = std::async(std::launch::async, [&joiner, &joining] {
+        joining = true;
+        return timedConnect(joiner);
+    });
+    ASSERT_TRUE(eventually([&joining] { return joining.load(); }));
+    EXPECT_NE(joined.wait_for(std::chrono::milliseconds(500)), std::future_status::ready);
+    creator.signal(SIGKILL);
+    ASSERT_TRUE(WIFSIGNALED(creator.wait()));
+    ASSERT_EQ(joined.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    const TimedJoin join = joined.get();
+    expectCheapFailure(join, joiner, "killed while enumerating");
+    EXPECT_GE(join.wallMs, 500.0);
+    EXPECT_LT(join.wallMs, 20000.0);  // ended by the kill, not by its patience
+    EXPECT_EQ(faults::consistentCalls(), recoveries + 1);
 }
 
 TEST_F(DiscoveryJoinTest, CreatorWhoseEnumerationFailsRemovesTheObject)

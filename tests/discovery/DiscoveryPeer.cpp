@@ -1,16 +1,21 @@
 // Another process of the device family, driven line by line over stdin: it
 // connects to the discovery channel, posts, locks, listens or installs a
 // callback, and answers each command with one line on stdout. Deliveries are
-// written as "arrival <node> <monotonic ns>" or "removal <node> <ns>".
+// written as "arrival <node> <monotonic ns>" or "removal <node> <ns>" (not at
+// all after "listen quietly"). A process told to "churn" posts until a
+// signal ends it.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "QuorvaleAccess.h"
 #include "QuorvaleDeviceDiscoveryNotifier.h"
@@ -20,6 +25,7 @@
 
 #ifdef DISCOVERY_PEER_FAKE_DEVICES
 #include "FakeDeviceWorld.h"
+#include "SystemCallFaults.h"
 #endif
 
 namespace {
@@ -76,6 +82,22 @@ public:
     void ProcessNotification(QuorvaleInstanceRec* device, bool arrived) override { report(device, arrived); }
 };
 
+// Takes each delivery without a word, so that a busy channel never fills
+// the pipe to the test and keeps the listener waiting on it, spending
+// `microseconds` on each; "delivered" tells how many it took.
+class QuietDelegate : public IQuorvaleDeviceDiscoveryNotifierDelegate {
+public:
+    void ProcessNotification(QuorvaleInstanceRec* device, bool) override
+    {
+        ++delivered;
+        if (microseconds != 0)
+            usleep(microseconds);
+        CloseDriverConnectionCore(device);
+    }
+    std::atomic<int> delivered{0};
+    unsigned microseconds = 0;
+};
+
 void printArrival(QuorvaleInstanceRec* device, void*)
 {
     report(device, true);
@@ -90,6 +112,30 @@ QuorvaleDeviceNode nodeNamed(const std::string& name)
     return node;
 }
 
+std::vector<std::string> splitAtCommas(const std::string& list)
+{
+    std::vector<std::string> names;
+    std::istringstream stream(list);
+    std::string name;
+    while (std::getline(stream, name, ','))
+        names.push_back(name);
+    return names;
+}
+
+// Every node arrives in turn, then every node is removed, over and over
+// until the process ends: each call changes a presence bit and posts. After
+// each burst of `burst` posts a pause, in which listeners get the mutex.
+void churn(QuorvaleDeviceDiscoveryNotifier* notifier, std::vector<QuorvaleDeviceNode> nodes, int burst,
+           unsigned pauseMicroseconds)
+{
+    for (size_t step = 0;; ++step) {
+        const size_t index = step % nodes.size();
+        notifier->notify(&nodes[index], (step / nodes.size()) % 2 == 0);
+        if (burst > 0 && (step + 1) % size_t(burst) == 0)
+            usleep(pauseMicroseconds);
+    }
+}
+
 }  // namespace
 
 int main()
@@ -98,7 +144,9 @@ int main()
     const rlimit noCore{0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
 
-    PrintingDelegate delegate;  // outlives the notifier, whose destruction stops its listener
+    // Both delegates outlive the notifier, whose destruction stops its listener.
+    PrintingDelegate delegate;
+    QuietDelegate quietDelegate;
     QuorvaleDeviceDiscoveryNotifier notifier;
     QuorvaleNotificationHandle* handle = nullptr;
 
@@ -126,7 +174,29 @@ int main()
             }
             say("posted " + std::to_string(posted));
         } else if (command == "listen") {
-            say("listen " + std::to_string(notifier.waitForNotifications(&delegate)));
+            std::string manner;
+            words >> manner >> quietDelegate.microseconds;
+            IQuorvaleDeviceDiscoveryNotifierDelegate* listening = &delegate;
+            if (manner == "quietly")
+                listening = &quietDelegate;
+            say("listen " + std::to_string(notifier.waitForNotifications(listening)));
+        } else if (command == "delivered") {
+            say("delivered " + std::to_string(quietDelegate.delivered));
+        } else if (command == "churn") {
+            // In a thread of its own: this one goes on answering.
+            std::string names;
+            int burst = 0;
+            unsigned pauseMicroseconds = 0;
+            words >> names >> burst >> pauseMicroseconds;
+            std::vector<QuorvaleDeviceNode> nodes;
+            for (const std::string& name : splitAtCommas(names))
+                nodes.push_back(nodeNamed(name));
+            if (nodes.empty()) {
+                say("churning 0");
+            } else {
+                std::thread(churn, &notifier, nodes, burst, pauseMicroseconds).detach();
+                say("churning " + std::to_string(nodes.size()));
+            }
         } else if (command == "cancel") {
             notifier.cancelWaitForNotifications();
             say("cancel");
@@ -144,6 +214,10 @@ int main()
         } else if (command == "disconnect") {
             notifier.disconnect();
             say("disconnect");
+#ifdef DISCOVERY_PEER_FAKE_DEVICES
+        } else if (command == "recoveries") {
+            say("recoveries " + std::to_string(faults::consistentCalls()));
+#endif
         } else if (command == "pid") {
             say("pid " + std::to_string(getpid()));
         } else if (command == "exit") {

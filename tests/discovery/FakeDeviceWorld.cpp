@@ -46,6 +46,7 @@ struct World {
     bool iteratorFails = strcmp(environment("QUORVALE_FAKE_NO_ITERATOR"), "1") == 0;
     bool holdEnumeration = strcmp(environment("QUORVALE_FAKE_HOLD_ENUMERATION"), "1") == 0;
     bool holdIterator = strcmp(environment("QUORVALE_FAKE_HOLD_ITERATOR"), "1") == 0;
+    unsigned enumerationPauseMicroseconds = unsigned(atoi(environment("QUORVALE_FAKE_ENUMERATION_PAUSE_US")));
     std::set<FakeDevice*> open;
     int tried = 0;
 };
@@ -180,6 +181,8 @@ bool __wrap_ConnectToDriverCore(QuorvaleInstanceRec** out, QuorvaleIteratorRec* 
     }
     if (fake->next == 0 && world().holdEnumeration)
         holdUntilToldToGoOn("enumerating");
+    if (world().enumerationPauseMicroseconds != 0)
+        usleep(world().enumerationPauseMicroseconds);
     ++fake->next;
     *out = openFake(fakeworld::parseNode(name));
     return *out != nullptr;

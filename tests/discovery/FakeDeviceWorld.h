@@ -10,6 +10,8 @@
 //        announces "enumerating" on stdout and waits for a line on stdin
 //   QUORVALE_FAKE_HOLD_ITERATOR=1   likewise before the iterator is created,
 //        announcing "creating iterator"
+//   QUORVALE_FAKE_ENUMERATION_PAUSE_US=200  each device found takes that long,
+//        as a driver answering slowly would
 #ifndef FAKE_DEVICE_WORLD_H
 #define FAKE_DEVICE_WORLD_H
 
