@@ -73,6 +73,19 @@ void expectCheapFailure(const TimedJoin& join, const QuorvaleDeviceDiscoveryNoti
 // busy machine's scheduling.
 constexpr double kJoinMarginMs = 5000;
 
+// A joiner of an object that no creator will finish: it waits out its
+// patience, then fails, cheaply.
+void expectJoinerGivesUpAtItsPatience(const char* state)
+{
+    constexpr unsigned kPatienceMs = 1500;
+    const JoinPatience patience(kPatienceMs);
+    QuorvaleDeviceDiscoveryNotifier joiner;
+    const TimedJoin join = timedConnect(joiner);
+    expectCheapFailure(join, joiner, state);
+    EXPECT_GE(join.wallMs, kPatienceMs);
+    EXPECT_LE(join.wallMs, kPatienceMs + kJoinMarginMs);
+}
+
 TEST_F(DiscoveryJoinTest, JoinerWaitsWhileTheCreatorEnumerates)
 {
     Peer creator(kHeldCreator);
@@ -165,12 +178,7 @@ TEST_F(DiscoveryJoinTest, JoinerGivesUpCheaplyWhenTheCreatorDiedBeforeSizingTheO
     const int fd = shm_open(expectedLayout().name, O_RDWR | O_CREAT | O_EXCL, 0666);
     ASSERT_NE(fd, -1);
     close(fd);  // and the creator is gone
-    const JoinPatience patience(1500);
-    QuorvaleDeviceDiscoveryNotifier joiner;
-    const TimedJoin join = timedConnect(joiner);
-    expectCheapFailure(join, joiner, "before sizing");
-    EXPECT_GE(join.wallMs, 1500.0);
-    EXPECT_LE(join.wallMs, 1500.0 + kJoinMarginMs);
+    expectJoinerGivesUpAtItsPatience("before sizing");
     RawSegment raw;
     EXPECT_EQ(raw.fileSize(), 0);  // a joiner never sizes the object
 }
@@ -181,12 +189,7 @@ TEST_F(DiscoveryJoinTest, JoinerGivesUpCheaplyWhenTheCreatorDiedBetweenSizingAnd
     ASSERT_NE(fd, -1);
     ASSERT_EQ(ftruncate(fd, off_t(kDiscoverySegmentSize)), 0);
     close(fd);
-    const JoinPatience patience(1500);
-    QuorvaleDeviceDiscoveryNotifier joiner;
-    const TimedJoin join = timedConnect(joiner);
-    expectCheapFailure(join, joiner, "between sizing and initialising");
-    EXPECT_GE(join.wallMs, 1500.0);
-    EXPECT_LE(join.wallMs, 1500.0 + kJoinMarginMs);
+    expectJoinerGivesUpAtItsPatience("between sizing and initialising");
     RawSegment raw;
     EXPECT_EQ(raw.u32(expectedLayout().initState), 0u);
     EXPECT_EQ(raw.u32(expectedLayout().mutex), 0u);  // never touched while the object is fresh
