@@ -172,9 +172,10 @@ struct QuorvaleDeviceDiscoveryNotifier::ListenerRun {
 
 // A cancelled listener retakes the mutex before it can end; a process that
 // holds it for good would keep it, and whoever stops the listener, waiting
-// forever. Two seconds is far longer than any poster or listener of the
-// family holds the mutex while delivering to a delegate that returns.
-unsigned QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = 2000;
+// forever. A poster holds the mutex for microseconds and a listener for the
+// few opens of one wake-up's deliveries: one second is far beyond both, and
+// leaves a program stopped by a signal most of its few seconds to end in.
+unsigned QuorvaleDeviceDiscoveryNotifier::cancelPatienceMilliseconds = 1000;
 
 // A creator enumerates every node of every card, opening each twice and
 // asking a few questions of its driver each time; even a slow machine with
