@@ -1,98 +1,40 @@
 #include "ChannelView.h"
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <thread>
 
 namespace hotplugtest {
 
 namespace {
-
-struct Layout {
-    size_t initState, mutex, presence, events, writeIndex, size;
-    const char* name;
-};
-
-const Layout& layout()
-{
-#if defined(__i386__)
-    static const Layout l{0, 4, 76, 100, 440, 444, "/com_vantorixlabs_QuorvaleDiscoveryNotifier"};
-#else
-    static const Layout l{0, 8, 96, 120, 460, 464, "/com_vantorixlabs_QuorvaleDiscoveryNotifier_x86_64"};
-#endif
-    return l;
-}
-
-constexpr int kSlots = 20;
-constexpr size_t kEventSize = 17;
 const char* const kPrefixes[3] = {"dv", "card", "io"};
-
 }  // namespace
-
-const char* ChannelView::objectName() { return layout().name; }
-
-bool ChannelView::exists()
-{
-    const int fd = shm_open(layout().name, O_RDONLY, 0);
-    if (fd == -1)
-        return false;
-    close(fd);
-    return true;
-}
-
-void ChannelView::remove() { shm_unlink(layout().name); }
-
-ChannelView::ChannelView()
-{
-    m_fd = shm_open(layout().name, O_RDWR, 0);
-    if (m_fd == -1)
-        return;
-    void* mapping = mmap(nullptr, layout().size, PROT_READ | PROT_WRITE, MAP_SHARED, m_fd, 0);
-    if (mapping != MAP_FAILED)
-        m_bytes = static_cast<uint8_t*>(mapping);
-}
-
-ChannelView::~ChannelView()
-{
-    if (m_bytes != nullptr)
-        munmap(m_bytes, layout().size);
-    if (m_fd != -1)
-        close(m_fd);
-}
 
 int ChannelView::lock()
 {
-    auto* mutex = reinterpret_cast<pthread_mutex_t*>(m_bytes + layout().mutex);
+    pthread_mutex_t* mutex = m_raw.mutex();
     const int result = pthread_mutex_lock(mutex);
     if (result == EOWNERDEAD)
         pthread_mutex_consistent(mutex);
     return result;
 }
 
-void ChannelView::unlock() { pthread_mutex_unlock(reinterpret_cast<pthread_mutex_t*>(m_bytes + layout().mutex)); }
+void ChannelView::unlock() { pthread_mutex_unlock(m_raw.mutex()); }
 
 ChannelView::Snapshot ChannelView::snapshot()
 {
+    using discoverytest::expectedLayout;
     Snapshot s;
     lock();
-    memcpy(&s.initState, m_bytes + layout().initState, 4);
-    memcpy(s.masks, m_bytes + layout().presence, sizeof s.masks);
-    int32_t writeIndex = 0;
-    memcpy(&writeIndex, m_bytes + layout().writeIndex, 4);
-    s.writeIndex = writeIndex;
-    for (int slot = 0; slot < kSlots; ++slot) {
-        const uint8_t* event = m_bytes + layout().events + kEventSize * size_t(slot);
-        std::string prefix;
-        for (size_t i = 1; i < 16 && event[i] != 0; ++i)
-            prefix += char(event[i]);
-        s.ring.push_back(std::string((event[0] & 1) != 0 ? "+" : "-") + prefix + std::to_string(event[16]));
-    }
+    s.initState = m_raw.u32(expectedLayout().initState);
+    for (int index = 0; index < 3; ++index)
+        s.masks[index] = m_raw.mask(index);
+    s.writeIndex = int32_t(m_raw.u32(expectedLayout().writeIndex));
+    for (int slot = 0; slot < discoverytest::kRingSlots; ++slot)
+        s.ring.push_back(std::string((m_raw.eventFlags(slot) & 1) != 0 ? "+" : "-") + m_raw.eventPrefix(slot)
+                         + std::to_string(m_raw.eventUnit(slot)));
     unlock();
     return s;
 }
@@ -110,13 +52,13 @@ std::vector<std::string> ChannelView::Snapshot::lastEvents(int count) const
 {
     std::vector<std::string> events;
     for (int i = count; i > 0; --i)
-        events.push_back(ring[size_t((writeIndex - i + kSlots * 2) % kSlots)]);
+        events.push_back(ring[size_t((writeIndex - i + discoverytest::kRingSlots * 2) % discoverytest::kRingSlots)]);
     return events;
 }
 
 std::vector<std::string> ChannelView::Snapshot::eventsFrom(int from) const
 {
-    return lastEvents((writeIndex - from + kSlots) % kSlots);
+    return lastEvents((writeIndex - from + discoverytest::kRingSlots) % discoverytest::kRingSlots);
 }
 
 ChannelView::Snapshot ChannelView::awaitEvents(int from, const std::vector<std::string>& expected)

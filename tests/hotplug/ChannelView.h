@@ -1,5 +1,6 @@
-// The discovery channel's shared object, mapped by the test itself and read
-// through offsets written out here, independently of the code under test.
+// The discovery channel's shared object as the hotplug tests read it: events
+// and presence as names, through the discovery tests' own mapping of it,
+// independently of the code under test.
 #ifndef HOTPLUG_CHANNEL_VIEW_H
 #define HOTPLUG_CHANNEL_VIEW_H
 
@@ -8,6 +9,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include "RawSegment.h"
 
 namespace hotplugtest {
 
@@ -28,16 +31,11 @@ public:
         std::vector<std::string> eventsFrom(int from) const;
     };
 
-    static const char* objectName();
-    static bool exists();
-    static void remove();
+    static bool exists() { return discoverytest::segmentExists(); }
+    static void remove() { discoverytest::removeSegment(); }
 
-    ChannelView();  // maps the existing object; ok() tells whether it could
-    ~ChannelView();
-    ChannelView(const ChannelView&) = delete;
-    ChannelView& operator=(const ChannelView&) = delete;
-
-    bool ok() const { return m_bytes != nullptr; }
+    // Maps the existing object; ok() tells whether it could.
+    bool ok() const { return m_raw.ok(); }
     // pthread_mutex_lock on the channel's mutex: 0, or EOWNERDEAD when its
     // holder died (the mutex is then made consistent again here).
     int lock();
@@ -49,8 +47,7 @@ public:
     Snapshot awaitEvents(int from, const std::vector<std::string>& expected);
 
 private:
-    int m_fd = -1;
-    uint8_t* m_bytes = nullptr;
+    discoverytest::RawSegment m_raw;
 };
 
 }  // namespace hotplugtest
