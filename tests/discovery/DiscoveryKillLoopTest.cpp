@@ -10,7 +10,6 @@
 // wait leaves a reference in the condition variable that a later broadcast
 // waits for (the C library's condition variable is not robust), which is no
 // matter of the mutex.
-#include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -29,6 +28,7 @@
 #include <vector>
 
 #include "DiscoveryTestSupport.h"
+#include "ProcessInspection.h"
 
 using namespace discoverytest;
 
@@ -97,23 +97,10 @@ int recoveriesOf(Peer& peer)
     return answer.compare(0, 11, "recoveries ") == 0 ? std::stoi(answer.substr(11)) : -1;
 }
 
-std::set<uint32_t> threadsOf(pid_t pid)
-{
-    std::set<uint32_t> threads;
-    DIR* tasks = opendir(("/proc/" + std::to_string(pid) + "/task").c_str());
-    if (tasks == nullptr)
-        return threads;
-    while (dirent* entry = readdir(tasks))
-        if (entry->d_name[0] != '.')
-            threads.insert(uint32_t(strtoul(entry->d_name, nullptr, 10)));
-    closedir(tasks);
-    return threads;
-}
-
 // Whether the mutex word names a thread of `pid` as its owner.
 bool holdsTheMutex(const RawSegment& raw, pid_t pid)
 {
-    return threadsOf(pid).count(raw.u32(expectedLayout().mutex) & kOwnerTidMask) != 0;
+    return proctest::threadIds(pid).count(pid_t(raw.u32(expectedLayout().mutex) & kOwnerTidMask)) != 0;
 }
 
 class DiscoveryKillLoopTest : public DiscoveryTest {
@@ -340,7 +327,7 @@ bool DiscoveryKillLoopTest::listenerSilenced()
     const SegmentLayout& layout = expectedLayout();
     bool inTheCondition = false;
     EXPECT_TRUE(listener->stop());
-    for (uint32_t thread : threadsOf(listener->pid())) {
+    for (pid_t thread : proctest::threadIds(listener->pid())) {
         const long long offset = futexOffsetOf(listener->pid(), thread);
         EXPECT_NE(offset, (long long)layout.mutex) << "a listener waits for the mutex for good";
         inTheCondition = inTheCondition || (offset >= (long long)layout.condition && offset < (long long)layout.presence);

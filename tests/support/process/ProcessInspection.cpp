@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 
+#include <cstdlib>
 #include <fstream>
 
 namespace proctest {
@@ -17,6 +18,19 @@ int countEntries(const std::string& directory)
             ++count;
     closedir(dir);
     return count;
+}
+
+std::set<pid_t> threadIds(pid_t pid)
+{
+    std::set<pid_t> threads;
+    DIR* tasks = opendir(("/proc/" + std::to_string(pid) + "/task").c_str());
+    if (tasks == nullptr)
+        return threads;
+    while (dirent* entry = readdir(tasks))
+        if (entry->d_name[0] != '.')
+            threads.insert(pid_t(std::strtol(entry->d_name, nullptr, 10)));
+    closedir(tasks);
+    return threads;
 }
 
 namespace {
