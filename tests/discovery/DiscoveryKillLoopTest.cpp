@@ -411,6 +411,11 @@ unsigned chosenSeed()
 TEST_F(DiscoveryKillLoopTest, MutexHolderKilledAtRandomPointsIsAlwaysRecovered)
 {
     SKIP_UNLESS_DEAD_HOLDERS_ARE_RECOVERED();
+#if defined(__SANITIZE_THREAD__)
+    // A helper started under the thread sanitizer can take longer than the
+    // deadlock bound to join; the other builds run the full thousand kills.
+    GTEST_SKIP() << "helpers start too slowly under the thread sanitizer to tell a deadlock from a delay";
+#endif
     const unsigned seed = chosenSeed();
     random.seed(seed);
     std::cout << "seed " << seed << " (DISCOVERY_KILL_SEED=" << seed << " repeats this run)" << std::endl;
